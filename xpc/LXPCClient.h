@@ -1,0 +1,70 @@
+// LXPCClient.h: one messaging party: an LXPCBase plus named connections.
+//
+// A connection is addressed by its name (compared without regard to ASCII
+// case) together with an index; look-ups take the newest match. Connections
+// are made to a named Mach service, to a named service of the application,
+// or from an endpoint a peer sent; CreateEndPoint publishes an anonymous
+// endpoint and adopts every peer that connects to it, under the name and
+// index given, newest first (the listener itself is kept as
+// "AnonymousConnection", index 0).
+//
+// Thread safety: every operation may be called from any thread, and the
+// listener's handler adds peers from a platform queue. The connection list
+// is guarded by the client's own recursive mutex, held for list changes and
+// look-ups only; a send retains the platform connection under the lock and
+// sends after releasing it, so a concurrent Disconnect never frees what a
+// send is using, and two replacements of one name never interleave.
+#ifndef HARLUNE_XPC_LXPCCLIENT_H
+#define HARLUNE_XPC_LXPCCLIENT_H
+
+#include "xpc/LXPCBase.h"
+
+#include <mutex>
+
+class LXPCConnectionClient : public LXPCConnection {
+public:
+    LXPCConnectionClient(const char* szConnectionName, unsigned long index);
+
+    char szName[kLXPCKeySize]; // the connection's name, cut at 259 characters
+    unsigned long nIndex;      // the connection's index
+};
+
+class LXPCClient : public LXPCBase {
+public:
+    explicit LXPCClient(LXPCEventNotify* pNotify) : LXPCBase(pNotify) {}
+    // Disconnects every connection, then the LXPCBase part goes.
+    ~LXPCClient() override;
+
+    // False when (name, index) is taken or the platform makes no connection.
+    // Success means only that a handle exists: a missing service shows later
+    // as an error event.
+    bool Connect(const char* szName, unsigned long index, bool bMachService);
+    // As Connect, from an endpoint (not retained or released here).
+    bool ConnectEndPoint(const char* szName, unsigned long index, xpc_object_t endpoint);
+    // A new anonymous endpoint (the caller owns it), or null.
+    xpc_object_t CreateEndPoint(const char* szName, unsigned long index);
+    void Disconnect(const char* szName, unsigned long index);
+    void DisconnectAll();
+    void Suspend(const char* szName, unsigned long index);
+    void Resume(const char* szName, unsigned long index);
+    // True when a record of (name, index) exists; the peer is not tested.
+    bool IsConnectionValid(const char* szName, unsigned long index);
+    // The platform handle of (name, index) as the notify callbacks report
+    // connections, or 0: for telling the events of one connection apart.
+    long ConnectionHandle(const char* szName, unsigned long index);
+    void SendMessage(const char* szName, unsigned long index, const LList<LXPCDataListable>& values, bool bWithReply);
+    // Sends the array's values; they are encoded in reverse array order, so
+    // of two values with one name the first in the array stays.
+    void SendMessage(const char* szName, unsigned long index, const LXPCData* values, unsigned long count,
+                     bool bWithReply);
+
+    LList<LXPCConnectionClient> lConnections; // newest first; guarded by mtxConnections
+
+private:
+    LXPCConnectionClient* Find(const char* szName, unsigned long index); // caller holds mtxConnections
+    bool Adopt(xpc_connection_t hConnection, const char* szName, unsigned long index, bool bTakeOwnReference);
+
+    std::recursive_mutex mtxConnections;
+};
+
+#endif

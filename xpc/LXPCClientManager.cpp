@@ -1,0 +1,228 @@
+#include "xpc/LXPCClientManager.h"
+
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+namespace {
+
+// Never destroyed, so no destructor of its own runs at exit: the
+// end-of-process actions below decide what happens to the clients.
+alignas(LList<LXPCClientListable>) unsigned char gaClientsStorage[sizeof(LList<LXPCClientListable>)];
+bool gbInitialized = false; // the static set-up has run
+bool gbClosed = false;      // the process is ending; mtxClients
+
+class LManagerLock {
+public:
+    LManagerLock() { pthread_mutex_lock(&LXPCClientManager::mtxClients); }
+    ~LManagerLock() { pthread_mutex_unlock(&LXPCClientManager::mtxClients); }
+    LManagerLock(const LManagerLock&) = delete;
+    LManagerLock& operator=(const LManagerLock&) = delete;
+};
+
+void Unpin(LXPCClientListable* p) {
+    if (p != nullptr && p->nPins.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        delete p;
+    }
+}
+
+// Unlinks every client (caller holds the lock) and returns them for
+// unpinning once the lock is released.
+std::vector<LXPCClientListable*> TakeAll() {
+    std::vector<LXPCClientListable*> ar;
+    while (LXPCClientListable* p = LXPCClientManager::lClients.TakeHead()) {
+        ar.push_back(p);
+    }
+    return ar;
+}
+
+void CloseRegistryAtExit() {
+    LManagerLock lock;
+    gbClosed = true;
+}
+
+void DeleteClientsAtExit() {
+    std::vector<LXPCClientListable*> ar;
+    {
+        LManagerLock lock;
+        ar = TakeAll();
+    }
+    for (LXPCClientListable* p : ar) {
+        Unpin(p);
+    }
+}
+
+} // namespace
+
+LList<LXPCClientListable>& LXPCClientManager::lClients =
+    *new (gaClientsStorage) LList<LXPCClientListable>();
+std::uint64_t LXPCClientManager::nClientCount = 0;
+pthread_mutex_t LXPCClientManager::mtxClients = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+
+void LXPCClientManager::InitializeStatics() {
+    if (gbInitialized) {
+        return;
+    }
+    gbInitialized = true;
+    pthread_mutexattr_t attributes;
+    if (pthread_mutexattr_init(&attributes) == 0) {
+        pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+        pthread_mutex_init(&mtxClients, &attributes);
+        pthread_mutexattr_destroy(&attributes);
+    }
+    // Run in reverse at exit: the registry closes first, then the clients go.
+    std::atexit(DeleteClientsAtExit);
+    std::atexit(CloseRegistryAtExit);
+}
+
+// After the protocol's key tables (priority 101), before any other static
+// initialiser of a program or bundle that links this library.
+__attribute__((constructor(102))) static void LXPCClientManagerStaticSetUp() {
+    LXPCClientManager::InitializeStatics();
+}
+
+LXPCClientManager::LClientRef::~LClientRef() { Unpin(m_p); }
+
+int LXPCClientManager::Create(LXPCClientEventNotify* notify) {
+    LManagerLock lock;
+    if (gbClosed) {
+        return 0;
+    }
+    ++nClientCount;
+    const int id = static_cast<int>(static_cast<std::uint32_t>(nClientCount));
+    auto* p = new (std::nothrow) LXPCClientListable(notify, id);
+    if (p == nullptr) {
+        return 0;
+    }
+    lClients.Add(p);
+    return id;
+}
+
+LXPCClient* LXPCClientManager::GetClient(int id) {
+    LManagerLock lock;
+    if (gbClosed || id == 0) {
+        return nullptr;
+    }
+    for (LXPCClientListable* p = lClients.Head(); p != nullptr; p = p->pNext) {
+        if (p->nID == id) {
+            return p;
+        }
+    }
+    return nullptr;
+}
+
+LXPCClientManager::LClientRef LXPCClientManager::AcquireClient(int id) {
+    LManagerLock lock;
+    if (gbClosed || id == 0) {
+        return LClientRef();
+    }
+    for (LXPCClientListable* p = lClients.Head(); p != nullptr; p = p->pNext) {
+        if (p->nID == id) {
+            p->nPins.fetch_add(1, std::memory_order_relaxed);
+            return LClientRef(p);
+        }
+    }
+    return LClientRef();
+}
+
+void LXPCClientManager::Destroy(int id) {
+    LXPCClientListable* pFound = nullptr;
+    {
+        LManagerLock lock;
+        for (LXPCClientListable* p = lClients.Head(); p != nullptr; p = p->pNext) {
+            if (p->nID == id) {
+                pFound = p;
+                break;
+            }
+        }
+        if (pFound == nullptr) {
+            return;
+        }
+        lClients.Unlink(pFound);
+    }
+    // Deleted outside the lock: deletion waits for the client's running
+    // handlers, which may themselves be waiting to look a client up.
+    Unpin(pFound);
+}
+
+void LXPCClientManager::DestroyAll() {
+    std::vector<LXPCClientListable*> ar;
+    {
+        LManagerLock lock;
+        // Every connection goes first, so no client hears from a peer while
+        // the others are being deleted.
+        for (LXPCClientListable* p = lClients.Head(); p != nullptr; p = p->pNext) {
+            p->DisconnectAll();
+        }
+        ar = TakeAll();
+        nClientCount = 0;
+    }
+    for (LXPCClientListable* p : ar) {
+        Unpin(p);
+    }
+}
+
+bool LXPCClientManager::Connect(int id, const char* name, unsigned long index, bool bMachService) {
+    LClientRef client = AcquireClient(id);
+    return client && client->Connect(name, index, bMachService);
+}
+
+bool LXPCClientManager::ConnectEndPoint(int id, const char* name, unsigned long index, xpc_object_t endpoint) {
+    LClientRef client = AcquireClient(id);
+    return client && client->ConnectEndPoint(name, index, endpoint);
+}
+
+xpc_object_t LXPCClientManager::CreateEndPoint(int id, const char* name, unsigned long index) {
+    LClientRef client = AcquireClient(id);
+    return client ? client->CreateEndPoint(name, index) : nullptr;
+}
+
+void LXPCClientManager::Disconnect(int id, const char* name, unsigned long index) {
+    if (LClientRef client = AcquireClient(id)) {
+        client->Disconnect(name, index);
+    }
+}
+
+void LXPCClientManager::Suspend(int id, const char* name, unsigned long index) {
+    if (LClientRef client = AcquireClient(id)) {
+        client->Suspend(name, index);
+    }
+}
+
+void LXPCClientManager::Resume(int id, const char* name, unsigned long index) {
+    if (LClientRef client = AcquireClient(id)) {
+        client->Resume(name, index);
+    }
+}
+
+bool LXPCClientManager::IsConnectionValid(int id, const char* name, unsigned long index) {
+    LClientRef client = AcquireClient(id);
+    return client && client->IsConnectionValid(name, index);
+}
+
+void LXPCClientManager::AddKey(int id, const char* key, LXPCDataType type, bool bReceive) {
+    if (LClientRef client = AcquireClient(id)) {
+        client->AddKey(key, type, bReceive);
+    }
+}
+
+void LXPCClientManager::AddKeys(int id, const LXPCDictionaryKey* table, bool bReceive) {
+    if (table == nullptr) {
+        return;
+    }
+    for (const LXPCDictionaryKey* p = table; p->szKey[0] != '\0'; ++p) {
+        AddKey(id, p->szKey, p->eType, bReceive);
+    }
+}
+
+void LXPCClientManager::SendMessage(int id, const char* name, unsigned long index,
+                                    const LList<LXPCDataListable>& values, bool bWithReply) {
+    LClientRef client = AcquireClient(id);
+    if (!client) {
+        return;
+    }
+    unsigned long nCount = 0;
+    LXPCData* pArray = LCopyXPCDataArrayFromList(values, &nCount);
+    client->SendMessage(name, index, pArray, nCount, bWithReply);
+    delete[] pArray;
+}
