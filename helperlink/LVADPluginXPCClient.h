@@ -3,8 +3,14 @@
 // recording application that receives the device's audio and volume.
 //
 // A process-wide singleton, made by the first GetInstance() and never
-// destroyed. The driver relies on these promises, which every operation
-// keeps:
+// destroyed. It registers itself with LXPCClientManager as the notify of
+// its client, connects to the helper service (HelperServiceName, index 0),
+// asks it for the recording application's endpoint ("REQUEST_ENDPOINT"),
+// and connects to every endpoint it is given ("SEND_ENDPOINT", as a reply
+// or as a message at any time) as EndPointConnection, index 1, replacing the
+// previous one.
+//
+// The driver relies on these promises, which every operation keeps:
 //   - no operation reports failure or throws; a missing helper service or
 //     application only means that nothing is sent;
 //   - no operation waits for a peer: sends are queued and return at once;
@@ -12,38 +18,64 @@
 //     hold its StateMutex across SendVolumeChanged;
 //   - SendAudioData has finished with the bytes when it returns;
 //   - nothing is sent while no application connection is registered, and
-//     SendAudioData with null data sends nothing.
-// Thread safety: the operations are called from the audio server's control
-// threads, the device's IO thread and XPC queues at once. GetInstance()
+//     SendAudioData with null data or a negative count sends nothing.
+//
+// Threads and locks: the operations are called from the audio server's
+// control threads, the device's IO thread and (through the notify
+// callbacks) XPC queues, all at once. The send path takes only the client
+// manager's and the client's look-up locks. Replacing the application
+// connection and the held endpoint are serialised by mtxApp, which is never
+// taken on the IO path nor under the driver's StateMutex. GetInstance()
 // makes the singleton without a lock: its first call is in the driver's
 // Initialize, before IO or XPC events can reach it.
 #ifndef HARLUNE_HELPERLINK_LVADPLUGINXPCCLIENT_H
 #define HARLUNE_HELPERLINK_LVADPLUGINXPCCLIENT_H
 
-class LVADPluginXPCClient {
+#include "xpc/LXPCEventNotify.h"
+
+#include <xpc/xpc.h>
+
+#include <atomic>
+#include <mutex>
+
+class LVADPluginXPCClient : public LXPCClientEventNotify {
 public:
     // The singleton, made on first use; null when it cannot be made.
     static LVADPluginXPCClient* GetInstance();
 
-    // Registers with the helper service and asks it for the recording
-    // application's endpoint.
+    // Registers a new client with the manager, connects to the helper
+    // service and asks it for the recording application's endpoint.
     void Connect();
     // Connects to the endpoint already received, or asks for one again.
     void ConnectToApp();
-    // True while an application connection is registered.
+    // True while an application connection is registered (its peer is not tested).
     bool IsAppConnected();
-    // Sends byteCount bytes at data as one audio message to the application.
-    // A negative count or null data sends nothing.
+    // Sends byteCount bytes at data as one "AUDIO_DATA" message.
     void SendAudioData(void* data, int byteCount);
-    // Sends the output volume (a scalar from 0.0 to 1.0) to the application.
+    // Sends the output volume (a scalar from 0.0 to 1.0) as one "VOLUME_CHANGED" message.
     void SendVolumeChanged(double volume);
+
+    // Notify callbacks (XPC queues): only "SEND_ENDPOINT" has an effect.
+    void EvConnectionError(long connection, LXPCErrorType error) override;
+    void EvMessageSent(long connection) override;
+    void EvMessageReceived(long connection, long message, const LXPCData* values, unsigned long count) override;
+    void EvReplyReceived(long connection, const LXPCData* values, unsigned long count) override;
 
     LVADPluginXPCClient(const LVADPluginXPCClient&) = delete;
     LVADPluginXPCClient& operator=(const LVADPluginXPCClient&) = delete;
 
+    std::atomic<int> ClientId{0};    // id of the newest client in LXPCClientManager; 0 is none
+    xpc_object_t AppEndpoint = nullptr; // the last endpoint received, retained; mtxApp
+
 private:
-    LVADPluginXPCClient() = default;
-    ~LVADPluginXPCClient() = default;
+    LVADPluginXPCClient() : LXPCClientEventNotify(true, true) {}
+    ~LVADPluginXPCClient() override = default;
+
+    void SendEndpointRequest();
+    void TakeEndpoints(const LXPCData* values, unsigned long count);
+
+    std::mutex mtxApp;                        // serialises endpoint replacement and reconnection
+    std::atomic<bool> bServiceLost{false};    // an error said the service connection is unusable
 };
 
 #endif

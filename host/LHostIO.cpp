@@ -153,6 +153,9 @@ void LHostIO::Run() {
                                                    kAudioServerPlugInIOOperationWriteMix, dwFrames, &info);
         }
         const UInt64 qwSpan = mach_absolute_time() - qwBegin;
+        if (options.onCycle) {
+            options.onCycle(qwSpan);
+        }
 
         stats.nCycles = qwCycle + 1;
         stats.qwLongestCycleNs = std::max(stats.qwLongestCycleNs, qwSpan);

@@ -36,6 +36,9 @@ struct LHostIOOptions {
     UInt64 nMaxCycles = 0;         // stop after this many cycles; 0 runs until Stop()
     UInt32 dwClientID = 1;         // the IO client ID handed to the driver
     LHostIOFill fill;              // null: silence
+    // Called on the IO thread after each cycle with the time the driver's
+    // three IO calls took, in nanoseconds (for benchmarks); may be null.
+    std::function<void(UInt64 qwCycleNs)> onCycle;
 };
 
 struct LHostIOStats {
