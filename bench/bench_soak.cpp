@@ -1,0 +1,150 @@
+// Soak: plays at real time for the given minutes while recorders (real
+// processes) are killed and restarted every few seconds, and reports what
+// a long-running audio server would care about: cycles, late cycles, the
+// longest IO cycle, frames received while a recorder was connected and
+// frames lost inside a recorder's connected stretch, and the growth of the
+// host's (and the helper service's) memory and descriptors.
+//
+// Usage: bench_soak [MINUTES] [RESTART_SECONDS]   (defaults 1 and 3)
+#include "bench/LBufferStamp.h"
+#include "tools/harlune/ChildProcess.h"
+#include "tools/harlune/Player.h"
+
+#include <dirent.h>
+#include <mach/mach_time.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+using harlune::bench::LBufferStamp;
+
+long CountDescriptors(pid_t pid) {
+    const std::string szPath = "/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/fd";
+    long n = 0;
+    if (DIR* p = opendir(szPath.c_str())) {
+        while (readdir(p) != nullptr) {
+            ++n;
+        }
+        closedir(p);
+    }
+    return n - 2;
+}
+
+long ResidentKiB(pid_t pid) {
+    std::ifstream in("/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/status");
+    std::string szLine;
+    while (std::getline(in, szLine)) {
+        if (szLine.rfind("VmRSS:", 0) == 0) {
+            return std::atol(szLine.c_str() + 6);
+        }
+    }
+    return -1;
+}
+
+// The last "stats 1 FIRST LAST GAPS FRAMES" line a recorder printed.
+bool LastStats(const std::string& szOutput, unsigned long long* pnGaps, unsigned long long* pnFrames) {
+    std::istringstream in(szOutput);
+    std::string szLine;
+    bool bFound = false;
+    while (std::getline(in, szLine)) {
+        unsigned long long nFirst, nLast;
+        if (std::sscanf(szLine.c_str(), "stats 1 %llu %llu %llu %llu", &nFirst, &nLast, pnGaps, pnFrames) == 4) {
+            bFound = true;
+        }
+    }
+    return bFound;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc > 1 && std::strcmp(argv[1], "--recorder-child") == 0) {
+        return harlune::bench::LRunStampRecorderChild();
+    }
+    const double fMinutes = argc > 1 ? std::atof(argv[1]) : 1.0;
+    const double fRestartSeconds = argc > 2 ? std::atof(argv[2]) : 3.0;
+    char szTemplate[] = "/tmp/harlune-soak.XXXXXX";
+    if (mkdtemp(szTemplate) == nullptr) {
+        return 1;
+    }
+    const std::string szFolder = szTemplate;
+    mkdir((szFolder + "/services").c_str(), 0700);
+    setenv("HARLUNE_XPC_SERVICE_DIR", (szFolder + "/services").c_str(), 1);
+    int nExit = 1;
+    {
+        harlune::tools::LChildProcess helper;
+        std::string szError;
+        std::unique_ptr<harlune::tools::LPlayer> pPlayer;
+        if (!helper.Start(std::string(HARLUNE_BUILD_DIR) + "/bin/harlune", {"helper"}) ||
+            !helper.WaitForLine("ready", std::chrono::seconds(10)) ||
+            !(pPlayer = harlune::tools::LPlayer::Load({HARLUNE_BUNDLE_PATH, szFolder + "/storage"}, &szError))) {
+            std::fprintf(stderr, "bench_soak: could not start the helper or load the plug-in %s\n", szError.c_str());
+        } else {
+            harlune::host::LHostIOOptions io;
+            io.fill = [](Float32* pf, UInt32, UInt64 qwCycle) {
+                const LBufferStamp stamp = {mach_absolute_time(), 1, qwCycle};
+                std::memcpy(pf, &stamp, sizeof stamp);
+            };
+            pPlayer->Host().StartIO(io);
+            unsigned long long nReceived = 0, nLostWhileConnected = 0, nRecorders = 0;
+            long nStartFds = -1, nStartKiB = -1, nHelperStartFds = -1, nHelperStartKiB = -1;
+            const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(static_cast<long>(fMinutes * 60000));
+            while (std::chrono::steady_clock::now() < end) {
+                harlune::tools::LChildProcess recorder;
+                if (!recorder.Start(harlune::tools::LSelfExecutable(), {"--recorder-child"}) ||
+                    !recorder.WaitForLine("registered", std::chrono::seconds(10))) {
+                    std::fprintf(stderr, "bench_soak: a recorder did not register\n");
+                    break;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(static_cast<long>(fRestartSeconds * 1000)));
+                // Half of them are killed outright, half are asked to stop.
+                recorder.Signal(nRecorders % 2 == 0 ? SIGKILL : SIGTERM);
+                recorder.Wait(std::chrono::seconds(10));
+                unsigned long long nGaps = 0, nFrames = 0;
+                if (LastStats(recorder.Output(), &nGaps, &nFrames)) {
+                    nReceived += nFrames;
+                    nLostWhileConnected += nGaps * 512;
+                }
+                ++nRecorders;
+                if (nRecorders == 2) {
+                    // Measured after warm-up: pools and caches have grown to size.
+                    nStartFds = CountDescriptors(0);
+                    nStartKiB = ResidentKiB(0);
+                    nHelperStartFds = CountDescriptors(helper.Pid());
+                    nHelperStartKiB = ResidentKiB(helper.Pid());
+                }
+            }
+            pPlayer->Host().StopIO();
+            const harlune::host::LHostIOStats stats = pPlayer->Host().IO().Stats();
+            std::printf("soak_minutes: %.2f\n", fMinutes);
+            std::printf("recorders_started: %llu\n", nRecorders);
+            std::printf("cycles: %llu\n", static_cast<unsigned long long>(stats.nCycles));
+            std::printf("frames_sent: %llu\n", static_cast<unsigned long long>(stats.nCycles * 512));
+            std::printf("frames_received_while_connected: %llu\n", nReceived);
+            std::printf("frames_lost_while_connected: %llu\n", nLostWhileConnected);
+            std::printf("late_cycles: %llu\n", static_cast<unsigned long long>(stats.nLateCycles));
+            std::printf("failed_io_calls: %llu\n", static_cast<unsigned long long>(stats.nFailedCalls));
+            std::printf("longest_io_cycle_us: %.1f\n", static_cast<double>(stats.qwLongestCycleNs) / 1000.0);
+            std::printf("host_fd_growth: %ld\n", CountDescriptors(0) - nStartFds);
+            std::printf("host_rss_growth_kib: %ld\n", ResidentKiB(0) - nStartKiB);
+            std::printf("helper_fd_growth: %ld\n", CountDescriptors(helper.Pid()) - nHelperStartFds);
+            std::printf("helper_rss_growth_kib: %ld\n", ResidentKiB(helper.Pid()) - nHelperStartKiB);
+            nExit = nLostWhileConnected == 0 && stats.nFailedCalls == 0 ? 0 : 1;
+        }
+        pPlayer.reset();
+        helper.Signal(SIGTERM);
+        helper.Wait(std::chrono::seconds(10));
+    }
+    std::error_code ec;
+    std::filesystem::remove_all(szFolder, ec);
+    return nExit;
+}

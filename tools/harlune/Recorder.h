@@ -1,0 +1,71 @@
+// Recorder.h: the recording application's link: it publishes an anonymous
+// endpoint, registers it with the helper service, and hands every
+// "AUDIO_DATA" buffer and "VOLUME_CHANGED" value it receives to its sink.
+//
+// Registration is kept alive: when the helper service's connection is
+// interrupted (the service restarted) or was never reachable, Tick()
+// registers again, so a recorder outlives helper restarts.
+//
+// Threads: the sink callbacks run on XPC queues, one event of a
+// connection at a time; buffers from different plug-in connections may
+// arrive at once, so the sink serialises itself. Tick and Close run on
+// the caller's thread.
+#ifndef HARLUNE_TOOLS_RECORDER_H
+#define HARLUNE_TOOLS_RECORDER_H
+
+#include "xpc/LXPCEventNotify.h"
+
+#include <xpc/xpc.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace harlune::tools {
+
+struct LRecorderSink {
+    // One buffer of interleaved stereo float frames (nBytes / 8 frames);
+    // the bytes are valid only during the call.
+    std::function<void(const void* pBytes, std::size_t nBytes)> audio;
+    // A new output volume, scalar 0.0 to 1.0.
+    std::function<void(double fVolume)> volume;
+    // A line for the log.
+    std::function<void(const std::string&)> log;
+};
+
+class LRecorder : public LXPCClientEventNotify {
+public:
+    explicit LRecorder(LRecorderSink sink);
+    ~LRecorder() override;
+
+    // Publishes the endpoint and sends the first registration; false when
+    // no endpoint can be made.
+    bool Start();
+    // Registers again when needed (call it every few hundred milliseconds).
+    void Tick();
+    // Withdraws the endpoint (waiting at most timeout for the answer) and
+    // closes every connection.
+    void Close(std::chrono::milliseconds timeout);
+    bool IsRegistered() const { return m_bRegistered.load(); }
+
+    void EvConnectionError(long connection, LXPCErrorType error) override;
+    void EvMessageSent(long connection) override {}
+    void EvMessageReceived(long connection, long message, const LXPCData* values, unsigned long count) override;
+    void EvReplyReceived(long connection, const LXPCData* values, unsigned long count) override;
+
+private:
+    void Register();
+
+    LRecorderSink m_sink;
+    int m_nClientId = 0;
+    xpc_object_t m_endpoint = nullptr;           // ours, owned
+    std::atomic<bool> m_bRegistered{false};       // the helper service answered our registration
+    std::atomic<bool> m_bHelperLost{false};       // the helper connection is dead: make a new one
+    std::atomic<bool> m_bClosed{false};           // the endpoint was withdrawn
+    std::chrono::steady_clock::time_point m_lastAttempt; // Tick's pacing; caller's thread
+};
+
+} // namespace harlune::tools
+
+#endif
