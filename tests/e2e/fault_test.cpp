@@ -1,0 +1,194 @@
+// Faults from peers that the audio server must not feel: a recorder that
+// stops reading, clients that send garbage to the helper service, and many
+// recorders coming and going.
+#include "tests/e2e/LEndToEndFixture.h"
+#include "tools/harlune/Recorder.h"
+
+#include <dirent.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+namespace harlune::test {
+namespace {
+
+using FaultTest = LEndToEndFixture;
+
+long CountEntries(const std::string& szFolder) {
+    long n = 0;
+    if (DIR* p = opendir(szFolder.c_str())) {
+        while (readdir(p) != nullptr) {
+            ++n;
+        }
+        closedir(p);
+    }
+    return n - 2;
+}
+
+long StatusField(pid_t pid, const char* szField) {
+    std::ifstream in("/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/status");
+    std::string szLine;
+    while (std::getline(in, szLine)) {
+        if (szLine.rfind(szField, 0) == 0) {
+            return std::atol(szLine.c_str() + std::strlen(szField));
+        }
+    }
+    return -1;
+}
+
+long Descriptors(pid_t pid) { return CountEntries("/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/fd"); }
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define HARLUNE_SANITIZED 1
+#endif
+#endif
+
+// The longest IO cycle the audio server may see while a peer misbehaves.
+// 1 ms is far above a healthy cycle (tens of microseconds) and far below
+// the 11.6 ms a 512-frame cycle lasts; sanitizer builds run several times
+// slower, so they get 10 ms.
+#ifdef HARLUNE_SANITIZED
+constexpr std::uint64_t kLongestCycleNs = 10000000;
+#else
+constexpr std::uint64_t kLongestCycleNs = 1000000;
+#endif
+
+TEST_F(FaultTest, RecorderThatStopsReadingNeitherStallsIONorGrowsMemory) {
+    tools::LChildProcess helper, recorder;
+    StartHelper(helper);
+    StartRecorder(recorder, "stopped.wav");
+    LoadPlayer();
+    ASSERT_TRUE(m_pPlayer->WaitForRecorder(kStartTimeout));
+    std::atomic<std::uint64_t> qwLongest{0}, nCycle{0};
+    std::atomic<bool> bWatching{false};
+    host::LHostIOOptions io;
+    io.fill = [&](Float32* pf, UInt32 dwFrames, UInt64 qwCycle) {
+        tools::LFillTestSignal(pf, qwCycle * dwFrames, dwFrames, 44100.0);
+        nCycle = qwCycle;
+    };
+    io.onCycle = [&](UInt64 qwNs) {
+        if (bWatching.load() && qwNs > qwLongest.load()) {
+            qwLongest = qwNs;
+        }
+    };
+    ASSERT_EQ(m_pPlayer->Host().StartIO(io), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const long nKiBBefore = StatusField(0, "VmRSS:");
+    recorder.Signal(SIGSTOP);
+    bWatching = true;
+    std::this_thread::sleep_for(std::chrono::seconds(10));
+    bWatching = false;
+    const long nKiBStopped = StatusField(0, "VmRSS:");
+    recorder.Signal(SIGCONT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const std::uint64_t nResumedCycle = nCycle.load();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    m_pPlayer->Host().StopIO();
+    const host::LHostIOStats stats = m_pPlayer->Host().IO().Stats();
+
+    EXPECT_EQ(stats.nFailedCalls, 0u);
+    EXPECT_LT(qwLongest.load(), kLongestCycleNs);
+    // The send queue holds at most its limit; allow as much again for the
+    // allocator's own slack.
+    EXPECT_LT((nKiBStopped - nKiBBefore) * 1024, 2L * XPC_CONNECTION_QUEUE_LIMIT_BYTES);
+    // After SIGCONT the recorder hears the device again: its last frames are
+    // ones played after it was continued.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const std::vector<float> recorded = StopAndRead(recorder, "stopped.wav");
+    ASSERT_GE(recorded.size(), 2u);
+    const std::uint64_t nLastPlayed = (stats.nCycles + 1) * 512;
+    std::uint64_t nLastFrame = 0;
+    bool bFound = false;
+    const std::vector<float> expected = Expected(nLastPlayed);
+    for (std::uint64_t n = nLastPlayed; n-- > 0 && !bFound;) {
+        if (std::memcmp(&expected[n * 2], &recorded[recorded.size() - 2], 8) == 0) {
+            nLastFrame = n;
+            bFound = true;
+        }
+    }
+    ASSERT_TRUE(bFound);
+    EXPECT_GE(nLastFrame, nResumedCycle * 512);
+}
+
+TEST_F(FaultTest, GarbageFromClientsDoesNotStopTheHelperService) {
+    tools::LChildProcess helper, recorder;
+    StartHelper(helper);
+    const std::string szSocket = m_folder / "services/com.zentalworks.Harlune.VadHelper.socket";
+    const std::vector<std::string> arGarbage = {
+        std::string(64, '\xff'),                                   // nonsense header
+        std::string("\x01\x00\x00\x00\xff\xff\xff\x7f", 8) + "x",  // a huge length, then nothing
+        std::string(1 << 20, 'A'),                                  // a megabyte of junk
+        std::string(),                                              // connect and hang up
+    };
+    for (const std::string& szBytes : arGarbage) {
+        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        ASSERT_GE(fd, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, szSocket.c_str(), sizeof address.sun_path - 1);
+        ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << szSocket;
+        // The service may cut us off mid-write; that is its right.
+        std::size_t nSent = 0;
+        while (nSent < szBytes.size()) {
+            const ssize_t n = send(fd, szBytes.data() + nSent, szBytes.size() - nSent, MSG_NOSIGNAL);
+            if (n <= 0) {
+                break;
+            }
+            nSent += static_cast<std::size_t>(n);
+        }
+        close(fd);
+    }
+    // The service still serves: a recorder registers and a plug-in finds it.
+    StartRecorder(recorder, "after.wav");
+    LoadPlayer();
+    EXPECT_TRUE(m_pPlayer->WaitForRecorder(kStartTimeout));
+    Play(512 * 10, false);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(StopAndRead(recorder, "after.wav").size(), 512u * 10 * 2);
+    EXPECT_EQ(helper.Wait(std::chrono::milliseconds(0)), -1) << "the helper is still running";
+}
+
+TEST_F(FaultTest, ManyRecordersComingAndGoingLeaveNothingBehind) {
+    tools::LChildProcess helper;
+    StartHelper(helper);
+    LoadPlayer();
+    tools::LRecorderSink sink;
+    auto cycle = [&] {
+        tools::LRecorder recorder(sink);
+        ASSERT_TRUE(recorder.Start());
+        for (int i = 0; i < 1000 && !recorder.IsRegistered(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_TRUE(recorder.IsRegistered());
+        recorder.Close(std::chrono::milliseconds(500));
+    };
+    // Warm-up: pools, caches and the plug-in's connection reach their size.
+    for (int i = 0; i < 100; ++i) {
+        cycle();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const long nFds = Descriptors(0), nHelperFds = Descriptors(helper.Pid());
+    const long nKiB = StatusField(0, "VmRSS:"), nHelperKiB = StatusField(helper.Pid(), "VmRSS:");
+    for (int i = 0; i < 900; ++i) {
+        cycle();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    // Descriptors come back exactly; memory within what allocators keep
+    // around (a leak of one small block per cycle would be 900 of them).
+    EXPECT_LE(Descriptors(0), nFds + 2);
+    EXPECT_LE(Descriptors(helper.Pid()), nHelperFds + 2);
+    EXPECT_LT(StatusField(0, "VmRSS:") - nKiB, 4096);
+    EXPECT_LT(StatusField(helper.Pid(), "VmRSS:") - nHelperKiB, 4096);
+    // Worker threads come and go with load; their number stays bounded.
+    EXPECT_LT(StatusField(0, "Threads:"), 80);
+    EXPECT_LT(StatusField(helper.Pid(), "Threads:"), 80);
+}
+
+} // namespace
+} // namespace harlune::test
