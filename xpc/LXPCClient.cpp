@@ -108,7 +108,10 @@ xpc_object_t LXPCClient::CreateEndPoint(const char* szName, unsigned long index)
     xpc_connection_resume(hListener);
     pRecord->hConnection = hListener;
     pRecord->bSuspended = false;
-    pRecord->nRetainCount = 0;
+    // The record owns the reference from creation, so disconnecting it
+    // cancels and frees the listener; left at no reference, every endpoint
+    // ever published would stay allocated for the life of the process.
+    pRecord->nRetainCount = 1;
     lConnections.Add(pRecord);
     return endpoint;
 }

@@ -6,7 +6,7 @@
 // or from an endpoint a peer sent; CreateEndPoint publishes an anonymous
 // endpoint and adopts every peer that connects to it, under the name and
 // index given, newest first (the listener itself is kept as
-// "AnonymousConnection", index 0).
+// "AnonymousConnection", index 0, and freed when that record goes).
 //
 // Thread safety: every operation may be called from any thread, and the
 // listener's handler adds peers from a platform queue. The connection list

@@ -1,36 +1,27 @@
 #include "xpc/LXPCHandlerGate.h"
 
-namespace {
+#include <algorithm>
 
-// How many times the current thread is inside a handler of each gate; a
-// thread is inside one gate at a time in practice, so one slot suffices,
-// with a fallback count for the rare nesting of different gates.
-thread_local const LXPCHandlerGate* gtlpGate = nullptr;
-thread_local int gtlnDepth = 0;
-
-} // namespace
+// The handlers inside are tracked by thread rather than in thread-local
+// storage: this code is loaded into the audio server with the plug-in
+// bundle, and dynamic thread-local storage of loaded modules is a burden
+// there (and a known trouble spot for leak checkers).
 
 LXPCBase* LXPCHandlerGate::Enter() {
     std::lock_guard<std::mutex> lock(m_mtx);
     if (m_pBase == nullptr) {
         return nullptr;
     }
-    ++m_nInside;
-    if (gtlpGate == this) {
-        ++gtlnDepth;
-    } else if (gtlpGate == nullptr) {
-        gtlpGate = this;
-        gtlnDepth = 1;
-    }
+    m_arInside.push_back(std::this_thread::get_id());
     return m_pBase;
 }
 
 void LXPCHandlerGate::Leave() {
     {
         std::lock_guard<std::mutex> lock(m_mtx);
-        --m_nInside;
-        if (gtlpGate == this && --gtlnDepth == 0) {
-            gtlpGate = nullptr;
+        const auto it = std::find(m_arInside.begin(), m_arInside.end(), std::this_thread::get_id());
+        if (it != m_arInside.end()) {
+            m_arInside.erase(it);
         }
     }
     m_cv.notify_all();
@@ -39,6 +30,10 @@ void LXPCHandlerGate::Leave() {
 void LXPCHandlerGate::Close() {
     std::unique_lock<std::mutex> lock(m_mtx);
     m_pBase = nullptr;
-    const int nOwn = gtlpGate == this ? gtlnDepth : 0;
-    m_cv.wait(lock, [&] { return m_nInside <= nOwn; });
+    // A handler of this gate that destroys its own base runs on this
+    // thread and cannot be waited for; every other one can.
+    const std::thread::id self = std::this_thread::get_id();
+    m_cv.wait(lock, [&] {
+        return std::all_of(m_arInside.begin(), m_arInside.end(), [&](std::thread::id id) { return id == self; });
+    });
 }

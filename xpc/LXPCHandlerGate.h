@@ -18,6 +18,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 class LXPCBase;
 
@@ -48,8 +50,8 @@ private:
     std::atomic<int> m_nRefs{1};
     std::mutex m_mtx;
     std::condition_variable m_cv;
-    LXPCBase* m_pBase;   // null once closed
-    int m_nInside = 0;   // handlers between Enter and Leave
+    LXPCBase* m_pBase;                    // null once closed
+    std::vector<std::thread::id> m_arInside; // one entry per handler between Enter and Leave
 };
 
 // One counted reference to a gate, for blocks that capture it by shared

@@ -27,7 +27,9 @@ struct LAnswer {
     }
     std::vector<UInt32> IDs() const {
         std::vector<UInt32> ar(dwOutSize / 4);
-        std::memcpy(ar.data(), arBytes.data(), ar.size() * 4);
+        if (!ar.empty()) {
+            std::memcpy(ar.data(), arBytes.data(), ar.size() * 4);
+        }
         return ar;
     }
     // Whether the buffer still holds only the fill byte it was handed with.

@@ -20,6 +20,12 @@ inline const LXPCDictionaryKey kTestKeys[] = {
     {"LEVEL", kLXPCDataTypeDouble},   {"ENDPOINT", kLXPCDataTypeValue}, {"", kLXPCDataTypeNone},
 };
 
+// Destroys every client when it goes out of scope: declare it after the
+// notify objects a test makes, so the clients go before their notifies.
+struct LDestroyClientsAtScopeEnd {
+    ~LDestroyClientsAtScopeEnd() { LXPCClientManager::DestroyAll(); }
+};
+
 class LXPCFixture : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -101,6 +101,7 @@ TEST_F(XPCClientTest, PeersOfOneListenerAreKeptNewestFirst) {
     Send(m_nSender, "Listener", 1, "PING", 1, false);
     ASSERT_TRUE(m_listenerNotify.WaitFor(K::Message, 1));
     LRecordingNotify secondNotify;
+    LDestroyClientsAtScopeEnd cleanup;
     const int nSecond = NewClient(&secondNotify);
     ASSERT_TRUE(LXPCClientManager::ConnectEndPoint(nSecond, "Listener", 1, m_endpoint));
     Send(nSecond, "Listener", 1, "PING", 2, false);
@@ -129,6 +130,7 @@ TEST_F(XPCClientTest, MessagesThatDecodeToNothingReachNoCallback) {
 
 TEST_F(XPCClientTest, ArrayAndListFormsAndTheManagersOrder) {
     LRecordingNotify listNotify(false);
+    LDestroyClientsAtScopeEnd cleanup;
     const int nListener = NewClient(&listNotify);
     const int nSender = NewClient(&m_senderNotify);
     xpc_object_t endpoint = LXPCClientManager::CreateEndPoint(nListener, "Peer", 1);

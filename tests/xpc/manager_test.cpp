@@ -13,6 +13,7 @@ using XPCManagerTest = LXPCFixture;
 
 TEST_F(XPCManagerTest, IdsGrowAndStartAgainOnlyAfterDestroyAll) {
     LRecordingNotify notify;
+    LDestroyClientsAtScopeEnd cleanup;
     EXPECT_EQ(LXPCClientManager::Create(&notify), 1);
     EXPECT_EQ(LXPCClientManager::Create(&notify), 2);
     LXPCClientManager::Destroy(1);
@@ -45,6 +46,7 @@ TEST_F(XPCManagerTest, ForwardersWithoutAClientDoNothing) {
 
 TEST_F(XPCManagerTest, DestroyDisablesTheNotifyAndStopsItsEvents) {
     LRecordingNotify listenerNotify, senderNotify;
+    LDestroyClientsAtScopeEnd cleanup;
     const int nListener = NewClient(&listenerNotify);
     const int nSender = NewClient(&senderNotify);
     xpc_object_t endpoint = LXPCClientManager::CreateEndPoint(nListener, "Peer", 1);
@@ -67,6 +69,7 @@ TEST_F(XPCManagerTest, DestroyRacingSendsOnOtherThreads) {
     // again; no send may touch a freed client (the thread sanitizer and the
     // address sanitizer builds run this too).
     LRecordingNotify listenerNotify;
+    LDestroyClientsAtScopeEnd cleanup;
     const int nListener = NewClient(&listenerNotify);
     xpc_object_t endpoint = LXPCClientManager::CreateEndPoint(nListener, "Peer", 1);
     ASSERT_NE(endpoint, nullptr);
