@@ -12,7 +12,7 @@ namespace harlune::bench {
 
 struct LBufferStamp {
     std::uint64_t qwSentNs;  // mach_absolute_time() when the buffer was filled
-    std::uint64_t nPhase;    // 1 or 2: which part of the run
+    std::uint64_t nPhase;    // 1 to 8: which part of the run
     std::uint64_t nSequence; // buffers before this one in the phase
 };
 
@@ -20,8 +20,9 @@ struct LBufferStamp {
 // own executable starts itself with --recorder-child for this). It prints
 // "registered" when registered, "stats PHASE FIRST LAST GAPS FRAMES" lines
 // every second while buffers arrive, and on SIGINT/SIGTERM a summary:
-// paced_frames, unpaced_frames, out_of_order, latency_median_ns,
-// latency_p99_ns (latency of phase 1 only).
+// paced_frames, unpaced_frames (phase 2), out_of_order, latency_median_ns,
+// latency_p99_ns (latency of phase 1 only), and per phase N its frames_N
+// and span_N_ns (first to last arrival).
 int LRunStampRecorderChild();
 
 } // namespace harlune::bench

@@ -12,6 +12,7 @@ namespace harlune::bench {
 int LRunStampRecorderChild() {
     tools::LBlockStopSignals();
     struct Phase {
+        std::uint64_t qwFirstNs = 0, qwLastNs = 0; // arrival of the first and last buffer
         std::uint64_t nFrames = 0;
         std::uint64_t nFirst = 0, nLast = 0; // sequence numbers seen
         std::uint64_t nGaps = 0;             // buffers missing between first and last
@@ -19,7 +20,7 @@ int LRunStampRecorderChild() {
     };
     std::mutex mtx;
     LLatencySamples latency;
-    Phase arPhases[3];
+    Phase arPhases[9];
     std::uint64_t nOutOfOrder = 0;
     tools::LRecorderSink sink;
     sink.audio = [&](const void* pBytes, std::size_t nBytes) {
@@ -30,10 +31,12 @@ int LRunStampRecorderChild() {
         LBufferStamp stamp;
         std::memcpy(&stamp, pBytes, sizeof stamp);
         std::lock_guard<std::mutex> lock(mtx);
-        Phase& phase = arPhases[stamp.nPhase < 3 ? stamp.nPhase : 0];
+        Phase& phase = arPhases[stamp.nPhase < 9 ? stamp.nPhase : 0];
         phase.nFrames += nBytes / 8;
+        phase.qwLastNs = qwNow;
         if (!phase.bAny) {
             phase.bAny = true;
+            phase.qwFirstNs = qwNow;
             phase.nFirst = stamp.nSequence;
         } else if (stamp.nSequence != phase.nLast + 1) {
             ++nOutOfOrder;
@@ -77,11 +80,14 @@ int LRunStampRecorderChild() {
                 "latency_p99_ns %.0f\n",
                 static_cast<unsigned long long>(arPhases[1].nFrames), static_cast<unsigned long long>(arPhases[2].nFrames),
                 static_cast<unsigned long long>(nOutOfOrder), latency.Quantile(0.5), latency.Quantile(0.99));
-    for (int n = 1; n < 3; ++n) {
+    for (int n = 1; n < 9; ++n) {
         if (arPhases[n].bAny) {
             std::printf("stats %d %llu %llu %llu %llu\n", n, static_cast<unsigned long long>(arPhases[n].nFirst),
                         static_cast<unsigned long long>(arPhases[n].nLast),
                         static_cast<unsigned long long>(arPhases[n].nGaps),
+                        static_cast<unsigned long long>(arPhases[n].nFrames));
+            std::printf("span_%d_ns %llu\nframes_%d %llu\n", n,
+                        static_cast<unsigned long long>(arPhases[n].qwLastNs - arPhases[n].qwFirstNs), n,
                         static_cast<unsigned long long>(arPhases[n].nFrames));
         }
     }

@@ -1,6 +1,8 @@
 #include "host/LHostIO.h"
 
 #include <mach/mach_time.h>
+#include <pthread.h>
+#include <sched.h>
 #include <time.h>
 
 #include <algorithm>
@@ -94,6 +96,15 @@ Float64 LHostIO::HostTicksPerFrame() {
 
 void LHostIO::Run() {
     const LHostIOOptions options = Options();
+    // The audio server runs IO threads at real-time priority, so that the
+    // threads they wake (an XPC writer, a recorder) run after the cycle
+    // instead of preempting it. Without the privilege for it the thread
+    // keeps its normal priority.
+    if (options.bPaced) {
+        sched_param param = {};
+        param.sched_priority = sched_get_priority_min(SCHED_FIFO) + 10;
+        pthread_setschedparam(pthread_self(), SCHED_FIFO, &param);
+    }
     const UInt32 dwFrames = options.dwFramesPerCycle;
     const Float64 fTicksPerFrame = HostTicksPerFrame();
     std::vector<Float32> buffer(static_cast<std::size_t>(dwFrames) * 2, 0.0f);

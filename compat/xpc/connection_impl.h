@@ -1,0 +1,156 @@
+// Connection: a connection that carries messages: a client of a named
+// service, a client of an endpoint, or a peer a listener received.
+//
+// Sending. send() encodes on the caller's thread, then appends the frame to
+// the send queue under mutex_. If the socket is connected, the connection
+// running and no write blocked, the caller then writes the queue itself
+// without blocking (MSG_DONTWAIT), guarded by a try-lock so that at most
+// one thread writes and a caller never waits for another; whoever holds the
+// write lock looks at the queue again after releasing it, so nothing is
+// left behind. When the socket is full the loop thread waits for it to
+// drain (EPOLLOUT) and writes the rest. Barriers are markers in the same
+// queue, handed to the event pump once everything before them is written.
+// Past the queue limits (see <xpc/connection.h>) a new message is dropped
+// and counted; the audio path prefers that to waiting.
+//
+// Receiving runs on the loop thread: the socket is read in large chunks,
+// complete frames are decoded and their dictionaries queued on the pump;
+// replies are matched to the waiting handler by token. While the pump's
+// backlog is at its high-water mark the socket is not read.
+//
+// Linking. A client connects on the loop thread when the first frame waits
+// in its queue after activation (and again after an interruption). The
+// link ends when the peer closes, a write fails, the peer sends anything
+// malformed, or the connection is cancelled; see drop_link().
+//
+// Thread safety: public members may be called from any thread; io_event
+// and io_command run on the loop thread. The receive state is the loop
+// thread's alone. Lifetime: see ConnectionBase; the loop holds a reference
+// while the socket is registered or a command is pending.
+
+#pragma once
+
+#include "connection_base.h"
+#include "dictionary_impl.h"
+#include "endpoint_impl.h"
+#include "outgoing_frame.h"
+#include "wire_format.h"
+
+#include <deque>
+#include <unordered_map>
+#include <vector>
+
+namespace harlune::xpc {
+
+class Connection final : public ConnectionBase {
+ public:
+  enum class Role : uint8_t { named_client, endpoint_client, peer };
+
+  static Connection* make_named_client(const char* name, dispatch_queue_t target) noexcept;
+  // Connects through a duplicate of the endpoint's connector.
+  static Connection* make_endpoint_client(const EndpointObject& endpoint) noexcept;
+  // A peer over the connected socket `fd`, which it takes over (on failure
+  // too). Handed to a listener's handler, so it has no caller reference.
+  static Connection* make_peer(int fd, const PeerCredentials& credentials) noexcept;
+
+  void send(const Dictionary& message) noexcept;
+  // `handler` runs exactly once: on `queue`, or on the pump when null.
+  void send_with_reply(const Dictionary& message, dispatch_queue_t queue, xpc_handler_t handler) noexcept;
+  void send_barrier(dispatch_block_t barrier) noexcept;
+  uint64_t dropped() const noexcept { return dropped_.load(std::memory_order_relaxed); }
+
+  void io_event(int fd, uint32_t events) noexcept override;
+  void io_command(uint32_t command) noexcept override;
+  void pump_drained() noexcept override;
+
+ private:
+  enum class Link : uint8_t { idle, connecting, connected, ended };
+  enum Command : uint32_t { kConnect, kRegister, kArmWrite, kClose, kResumeReading };
+  enum class Read { drained, more, paused, ended };
+  enum class Flush { idle, blocked, broken };
+  enum class Attempt { connected, retry, failed };
+  struct PendingReply {
+    xpc_handler_t handler;
+    dispatch_queue_t queue;
+  };
+
+  static constexpr unsigned kMaxConnectAttempts = 100;
+  static constexpr std::size_t kReadChunk = 64 * 1024;
+  // Descriptors come with the write that holds their frame's first byte,
+  // and one read returns those of one write at most; once the frames read
+  // so far are decoded, more than one write's worth can only be surplus.
+  static constexpr std::size_t kMaxPendingDescriptors = kMaxDescriptorsPerWrite;
+
+  Connection(Role role, std::string name, dispatch_queue_t target, int caller_references) noexcept;
+  ~Connection() override;
+
+  void activated() noexcept override;
+  void resumed() noexcept override;
+  void cancelled() noexcept override;
+
+  // Send path (connection_send.cpp).
+  void enqueue(OutgoingFrame* frame, uint64_t token, PendingReply* reply) noexcept;
+  // Links or writes when the queue holds work; call without locks.
+  void start_sending() noexcept;
+  void kick_writer() noexcept;
+  Flush flush() noexcept;  // Write lock held.
+  bool writable_locked() const noexcept;
+  void pop_leading_barriers_locked() noexcept;
+  // Runs `reply.handler` once with `result` (reference taken over): on its
+  // queue, or on the pump.
+  void answer(PendingReply& reply, Object* result) noexcept;
+  // What ending a link leaves: waiting replies get `error`, barriers run,
+  // messages are dropped.
+  void settle(OutgoingFrame* frames, std::unordered_map<uint64_t, PendingReply>& pending, Object* error) noexcept;
+
+  // Link (connection_link.cpp); loop thread.
+  void connect_now() noexcept;
+  Attempt connect_named(int& fd, PeerCredentials& credentials) noexcept;
+  Attempt connect_endpoint(int& fd, PeerCredentials& credentials) noexcept;
+  void link_up(int fd, const PeerCredentials& credentials) noexcept;
+  // Ends the link: the socket is closed, queued messages dropped, waiting
+  // replies answered with the error. A named client that had been
+  // connected is only interrupted (unless `malformed`); anything else ends
+  // for good.
+  void drop_link(bool malformed) noexcept;
+  void close_socket() noexcept;
+  void update_interest() noexcept;
+
+  // Receive path (connection_receive.cpp); loop thread.
+  // Reads what the socket holds; with `to_end`, until it would block.
+  Read read_ready(bool to_end) noexcept;
+  bool parse_frames() noexcept;
+  bool deliver(const wire::FrameHeader& header, Dictionary* message) noexcept;
+  void reset_receive_state() noexcept;
+
+  const Role role_;
+  Link link_ = Link::idle;  // mutex_
+  // Changed only with both the write lock and mutex_ held; writers read it
+  // under the write lock.
+  int fd_ = -1;
+  int connector_ = -1;  // Endpoint clients: a duplicate of the endpoint's.
+  bool ever_connected_ = false;  // mutex_
+
+  // Send queue (mutex_).
+  OutgoingFrame* head_ = nullptr;
+  OutgoingFrame* tail_ = nullptr;
+  uint64_t queued_bytes_ = 0;
+  uint32_t queued_messages_ = 0;
+  bool write_blocked_ = false;
+  std::mutex write_mutex_;
+  std::atomic<uint64_t> dropped_{0};
+  std::atomic<uint64_t> next_token_{1};
+  std::unordered_map<uint64_t, PendingReply> pending_;  // mutex_
+
+  // Loop thread only.
+  unsigned connect_attempts_ = 0;
+  bool registered_ = false;
+  bool write_armed_ = false;
+  bool reading_paused_ = false;
+  std::vector<uint8_t> receive_buffer_;
+  std::size_t receive_start_ = 0;
+  std::size_t receive_end_ = 0;
+  std::deque<int> received_descriptors_;
+};
+
+}  // namespace harlune::xpc

@@ -1,0 +1,110 @@
+// EventPump: the callbacks of one connection (events for its handler,
+// replies without a queue of their own, barriers), delivered in order on
+// the connection's target queue, one at a time.
+//
+// Only one drain of a pump is ever scheduled, so no two callbacks of a
+// connection overlap even on a concurrent target queue. The handler,
+// suspension and the target are read afresh before every callback, so
+// changing them takes effect between two callbacks. The final event (the
+// connection's last error) is delivered once; after it the handler is
+// released and never called again, and further events are refused, while
+// replies and barriers still run.
+//
+// Flow control: push_event() reports when kHighWater events are waiting, so
+// the transport can stop reading; PumpClient::pump_drained() says when the
+// backlog fell to kLowWater.
+//
+// Thread safety: every member may be called from any thread. Callbacks run
+// without the pump's lock held, so they may call back into the connection.
+// Lifetime: the pump is a member of its connection; a scheduled drain keeps
+// the connection alive through PumpClient.
+
+#pragma once
+
+#include "object_impl.h"
+
+#include <dispatch/dispatch.h>
+
+#include <cstddef>
+#include <deque>
+#include <mutex>
+
+namespace harlune::xpc {
+
+class PumpClient {
+ public:
+  virtual void pump_retain() noexcept = 0;
+  virtual void pump_release() noexcept = 0;
+  // The final event has been delivered (on the target queue).
+  virtual void pump_final_delivered() noexcept = 0;
+  // The event backlog fell to kLowWater after push_event() reported it full.
+  virtual void pump_drained() noexcept = 0;
+
+ protected:
+  ~PumpClient() = default;
+};
+
+class EventPump {
+ public:
+  static constexpr std::size_t kHighWater = 256;
+  static constexpr std::size_t kLowWater = 64;
+
+  EventPump(PumpClient& client, const char* label) noexcept;
+  ~EventPump();
+  EventPump(const EventPump&) = delete;
+  EventPump& operator=(const EventPump&) = delete;
+
+  void set_handler(xpc_handler_t handler) noexcept;
+  // Null selects the pump's own serial queue.
+  void set_target(dispatch_queue_t queue) noexcept;
+  void set_suspended(bool suspended) noexcept;
+
+  // Queues an event for the handler, taking over the caller's reference.
+  // Returns false when the backlog has reached kHighWater (the event is
+  // queued all the same). An event after the final one is released unseen.
+  bool push_event(Object* event) noexcept;
+  // Queues `handler` (taking over the caller's block copy) to run with
+  // `reply` (taking over the caller's reference).
+  void push_reply(xpc_handler_t handler, Object* reply) noexcept;
+  // Queues `barrier`, taking over the caller's block copy.
+  void push_barrier(dispatch_block_t barrier) noexcept;
+  // Queues the final event (an immortal error). With `discard_events`,
+  // events still waiting are dropped first (cancellation); otherwise they
+  // are delivered before it (a peer that said goodbye). Only the first call
+  // has an effect.
+  void push_final(Object* error, bool discard_events) noexcept;
+
+ private:
+  enum class Kind { event, reply, barrier, final };
+  struct Item {
+    Kind kind;
+    Object* object;
+    void* block;
+  };
+  static constexpr unsigned kBatch = 16;
+
+  void push(Item item) noexcept;
+  // Returns the queue to submit a drain to (the caller then submits it), or
+  // null when no drain is due.
+  dispatch_queue_t claim_drain_locked() noexcept;
+  void submit(dispatch_queue_t queue) noexcept;
+  static void drain_entry(void* pump);
+  void drain() noexcept;
+  static void discard(Item& item) noexcept;
+
+  PumpClient& client_;
+  const char* const label_;
+  std::mutex mutex_;
+  std::deque<Item> items_;
+  xpc_handler_t handler_ = nullptr;
+  dispatch_queue_t target_ = nullptr;
+  dispatch_queue_t own_queue_ = nullptr;
+  std::size_t events_ = 0;
+  bool suspended_ = true;
+  bool scheduled_ = false;
+  bool full_ = false;
+  bool final_queued_ = false;
+  bool final_delivered_ = false;
+};
+
+}  // namespace harlune::xpc
