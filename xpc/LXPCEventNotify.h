@@ -17,6 +17,8 @@
 #include "xpc/LXPCConnection.h"
 #include "xpc/LXPCData.h"
 
+#include <atomic>
+
 class LXPCEventNotify {
 public:
     LXPCEventNotify(bool bArray, bool bEnable) : bDeliverArray(bArray), bEnabled(bEnable) {}
@@ -33,8 +35,11 @@ public:
     virtual void EvReplyReceived(long connection, const LXPCData* values, unsigned long count) {}
     virtual ~LXPCEventNotify() = default;
 
-    bool bDeliverArray;      // deliver values as an array rather than as a list
-    bool bEnabled;           // events are delivered while set; cleared when the user's LXPCBase goes
+    bool bDeliverArray;              // deliver values as an array rather than as a list
+    // Events are delivered while set; cleared when an LXPCBase using this
+    // notify goes. Atomic because one notify may serve several clients,
+    // whose handlers read it while another client's destruction clears it.
+    std::atomic<bool> bEnabled;
 };
 
 // The notify type client code implements and hands to LXPCClientManager.

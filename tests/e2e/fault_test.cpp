@@ -49,15 +49,15 @@ long Descriptors(pid_t pid) { return CountEntries("/proc/" + (pid == 0 ? std::st
 #endif
 #endif
 
-// The longest IO cycle the audio server may see while a peer misbehaves.
-// 1 ms is far above a healthy cycle (tens of microseconds) and far below
-// the 11.6 ms a 512-frame cycle lasts; sanitizer builds run several times
-// slower, so they get 10 ms.
-#ifdef HARLUNE_SANITIZED
-constexpr std::uint64_t kLongestCycleNs = 10000000;
-#else
-constexpr std::uint64_t kLongestCycleNs = 1000000;
-#endif
+// The longest IO cycle the audio server may see while a recorder is
+// stopped. The failure this test exists for is a send that waits for the
+// stopped peer: that shows as a cycle of seconds (the peer stays stopped
+// for ten). A healthy cycle takes tens of microseconds, but on a loaded
+// two-core machine (CTest runs two cases at once, CI builds beside them)
+// scheduling alone has stretched one to 4 ms; 20 ms stays far below a
+// wait and far above that noise. The 1 ms figure for a quiet machine is
+// checked by the soak benchmark (longest_io_cycle_us), not by a timed test.
+constexpr std::uint64_t kLongestCycleNs = 20000000;
 
 TEST_F(FaultTest, RecorderThatStopsReadingNeitherStallsIONorGrowsMemory) {
     tools::LChildProcess helper, recorder;
@@ -94,6 +94,7 @@ TEST_F(FaultTest, RecorderThatStopsReadingNeitherStallsIONorGrowsMemory) {
 
     EXPECT_EQ(stats.nFailedCalls, 0u);
     EXPECT_LT(qwLongest.load(), kLongestCycleNs);
+    RecordProperty("longest_cycle_us", static_cast<int>(qwLongest.load() / 1000));
     // The send queue holds at most its limit; allow as much again for the
     // allocator's own slack.
     EXPECT_LT((nKiBStopped - nKiBBefore) * 1024, 2L * XPC_CONNECTION_QUEUE_LIMIT_BYTES);
