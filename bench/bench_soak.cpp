@@ -9,8 +9,8 @@
 #include "bench/LBufferStamp.h"
 #include "tools/harlune/ChildProcess.h"
 #include "tools/harlune/Player.h"
+#include "tools/harlune/ProcessStats.h"
 
-#include <dirent.h>
 #include <mach/mach_time.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -19,36 +19,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <thread>
 
 namespace {
 
 using harlune::bench::LBufferStamp;
-
-long CountDescriptors(pid_t pid) {
-    const std::string szPath = "/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/fd";
-    long n = 0;
-    if (DIR* p = opendir(szPath.c_str())) {
-        while (readdir(p) != nullptr) {
-            ++n;
-        }
-        closedir(p);
-    }
-    return n - 2;
-}
-
-long ResidentKiB(pid_t pid) {
-    std::ifstream in("/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/status");
-    std::string szLine;
-    while (std::getline(in, szLine)) {
-        if (szLine.rfind("VmRSS:", 0) == 0) {
-            return std::atol(szLine.c_str() + 6);
-        }
-    }
-    return -1;
-}
 
 // The last "stats 1 FIRST LAST GAPS FRAMES" line a recorder printed.
 bool LastStats(const std::string& szOutput, unsigned long long* pnGaps, unsigned long long* pnFrames) {
@@ -117,10 +93,10 @@ int main(int argc, char** argv) {
                 ++nRecorders;
                 if (nRecorders == 2) {
                     // Measured after warm-up: pools and caches have grown to size.
-                    nStartFds = CountDescriptors(0);
-                    nStartKiB = ResidentKiB(0);
-                    nHelperStartFds = CountDescriptors(helper.Pid());
-                    nHelperStartKiB = ResidentKiB(helper.Pid());
+                    nStartFds = harlune::tools::LCountDescriptors(0);
+                    nStartKiB = harlune::tools::LResidentKiB(0);
+                    nHelperStartFds = harlune::tools::LCountDescriptors(helper.Pid());
+                    nHelperStartKiB = harlune::tools::LResidentKiB(helper.Pid());
                 }
             }
             pPlayer->Host().StopIO();
@@ -134,10 +110,10 @@ int main(int argc, char** argv) {
             std::printf("late_cycles: %llu\n", static_cast<unsigned long long>(stats.nLateCycles));
             std::printf("failed_io_calls: %llu\n", static_cast<unsigned long long>(stats.nFailedCalls));
             std::printf("longest_io_cycle_us: %.1f\n", static_cast<double>(stats.qwLongestCycleNs) / 1000.0);
-            std::printf("host_fd_growth: %ld\n", CountDescriptors(0) - nStartFds);
-            std::printf("host_rss_growth_kib: %ld\n", ResidentKiB(0) - nStartKiB);
-            std::printf("helper_fd_growth: %ld\n", CountDescriptors(helper.Pid()) - nHelperStartFds);
-            std::printf("helper_rss_growth_kib: %ld\n", ResidentKiB(helper.Pid()) - nHelperStartKiB);
+            std::printf("host_fd_growth: %ld\n", harlune::tools::LCountDescriptors(0) - nStartFds);
+            std::printf("host_rss_growth_kib: %ld\n", harlune::tools::LResidentKiB(0) - nStartKiB);
+            std::printf("helper_fd_growth: %ld\n", harlune::tools::LCountDescriptors(helper.Pid()) - nHelperStartFds);
+            std::printf("helper_rss_growth_kib: %ld\n", harlune::tools::LResidentKiB(helper.Pid()) - nHelperStartKiB);
             nExit = nLostWhileConnected == 0 && stats.nFailedCalls == 0 ? 0 : 1;
         }
         pPlayer.reset();

@@ -2,46 +2,21 @@
 // stops reading, clients that send garbage to the helper service, and many
 // recorders coming and going.
 #include "tests/e2e/LEndToEndFixture.h"
+#include "tools/harlune/ProcessStats.h"
 #include "tools/harlune/Recorder.h"
 
-#include <dirent.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <fstream>
 #include <thread>
 
 namespace harlune::test {
 namespace {
 
 using FaultTest = LEndToEndFixture;
-
-long CountEntries(const std::string& szFolder) {
-    long n = 0;
-    if (DIR* p = opendir(szFolder.c_str())) {
-        while (readdir(p) != nullptr) {
-            ++n;
-        }
-        closedir(p);
-    }
-    return n - 2;
-}
-
-long StatusField(pid_t pid, const char* szField) {
-    std::ifstream in("/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/status");
-    std::string szLine;
-    while (std::getline(in, szLine)) {
-        if (szLine.rfind(szField, 0) == 0) {
-            return std::atol(szLine.c_str() + std::strlen(szField));
-        }
-    }
-    return -1;
-}
-
-long Descriptors(pid_t pid) { return CountEntries("/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/fd"); }
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
@@ -79,12 +54,12 @@ TEST_F(FaultTest, RecorderThatStopsReadingNeitherStallsIONorGrowsMemory) {
     };
     ASSERT_EQ(m_pPlayer->Host().StartIO(io), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    const long nKiBBefore = StatusField(0, "VmRSS:");
+    const long nKiBBefore = tools::LResidentKiB(0);
     recorder.Signal(SIGSTOP);
     bWatching = true;
     std::this_thread::sleep_for(std::chrono::seconds(10));
     bWatching = false;
-    const long nKiBStopped = StatusField(0, "VmRSS:");
+    const long nKiBStopped = tools::LResidentKiB(0);
     recorder.Signal(SIGCONT);
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     const std::uint64_t nResumedCycle = nCycle.load();
@@ -174,26 +149,26 @@ TEST_F(FaultTest, ManyRecordersComingAndGoingLeaveNothingBehind) {
         cycle();
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    const long nFds = Descriptors(0), nHelperFds = Descriptors(helper.Pid());
-    [[maybe_unused]] const long nKiB = StatusField(0, "VmRSS:");
-    [[maybe_unused]] const long nHelperKiB = StatusField(helper.Pid(), "VmRSS:");
+    const long nFds = tools::LCountDescriptors(0), nHelperFds = tools::LCountDescriptors(helper.Pid());
+    [[maybe_unused]] const long nKiB = tools::LResidentKiB(0);
+    [[maybe_unused]] const long nHelperKiB = tools::LResidentKiB(helper.Pid());
     for (int i = 0; i < 900; ++i) {
         cycle();
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     // Descriptors come back exactly; memory within what allocators keep
     // around (a leak of one small block per cycle would be 900 of them).
-    EXPECT_LE(Descriptors(0), nFds + 2);
-    EXPECT_LE(Descriptors(helper.Pid()), nHelperFds + 2);
+    EXPECT_LE(tools::LCountDescriptors(0), nFds + 2);
+    EXPECT_LE(tools::LCountDescriptors(helper.Pid()), nHelperFds + 2);
 #ifndef HARLUNE_SANITIZED
     // AddressSanitizer holds freed memory in quarantine, so resident size
     // says nothing there; its leak checker does the same job instead.
-    EXPECT_LT(StatusField(0, "VmRSS:") - nKiB, 4096);
-    EXPECT_LT(StatusField(helper.Pid(), "VmRSS:") - nHelperKiB, 4096);
+    EXPECT_LT(tools::LResidentKiB(0) - nKiB, 4096);
+    EXPECT_LT(tools::LResidentKiB(helper.Pid()) - nHelperKiB, 4096);
 #endif
     // Worker threads come and go with load; their number stays bounded.
-    EXPECT_LT(StatusField(0, "Threads:"), 80);
-    EXPECT_LT(StatusField(helper.Pid(), "Threads:"), 80);
+    EXPECT_LT(tools::LThreadCount(0), 80);
+    EXPECT_LT(tools::LThreadCount(helper.Pid()), 80);
 }
 
 } // namespace

@@ -32,7 +32,9 @@ int LRunHelperCommand(const std::vector<std::string>& arArgs) {
     }
     LBlockStopSignals();
     LHelperService service([](const std::string& szLine) { LLogLine("helper", szLine); });
-    if (!service.Start()) {
+    if (!service.Start() || !service.WaitUntilReachable(std::chrono::seconds(10))) {
+        LLogLine("helper", "the service did not come up (is another helper running?)");
+        service.Stop();
         return 1;
     }
     // Readiness for scripts: one line on standard output once listening.

@@ -6,6 +6,7 @@
 #include <dispatch/dispatch.h>
 
 #include <atomic>
+#include <thread>
 #include <set>
 
 namespace harlune::tools {
@@ -118,6 +119,10 @@ struct LHelperService::State {
                 Reply(peer, event, "CLOSE_ENDPOINT_REPLY", nullptr);
             }
         }
+        // Every request gets an answer, an empty one when it asked for
+        // nothing the service knows (a message can be answered only once,
+        // so this does nothing after one of the replies above).
+        Reply(peer, event, nullptr, nullptr);
     }
 };
 
@@ -200,5 +205,37 @@ void LHelperService::Stop() {
 }
 
 bool LHelperService::Failed() const { return m_pState->bFailed.load(); }
+
+bool LHelperService::WaitUntilReachable(std::chrono::milliseconds timeout) {
+    // The listener publishes its name on the transport's own thread, so the
+    // service is only known to be up once a client has been answered.
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline && !Failed()) {
+        xpc_connection_t probe = xpc_connection_create_mach_service(HelperServiceName, nullptr, 0);
+        if (probe == nullptr) {
+            return false;
+        }
+        xpc_connection_set_event_handler(probe, ^(xpc_object_t) {
+        });
+        xpc_connection_resume(probe);
+        dispatch_semaphore_t answered = dispatch_semaphore_create(0);
+        __block bool bReached = false;
+        xpc_object_t request = xpc_dictionary_create(nullptr, nullptr, 0);
+        xpc_connection_send_message_with_reply(probe, request, nullptr, ^(xpc_object_t reply) {
+          bReached = xpc_get_type(reply) == XPC_TYPE_DICTIONARY;
+          dispatch_semaphore_signal(answered);
+        });
+        xpc_release(request);
+        dispatch_semaphore_wait(answered, dispatch_time(DISPATCH_TIME_NOW, 2 * static_cast<int64_t>(NSEC_PER_SEC)));
+        xpc_connection_cancel(probe);
+        xpc_release(probe);
+        dispatch_release(answered);
+        if (bReached) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
 
 } // namespace harlune::tools

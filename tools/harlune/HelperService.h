@@ -18,6 +18,7 @@
 
 #include <xpc/xpc.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -37,6 +38,9 @@ public:
     // cannot be made. A listener that fails later (another service already
     // holds the name) is reported through the log and by Failed().
     bool Start();
+    // Waits until the service answers a client of its name: the name is
+    // published asynchronously after Start. False on timeout or failure.
+    bool WaitUntilReachable(std::chrono::milliseconds timeout);
     // Stops listening and closes every connection.
     void Stop();
     bool Failed() const;
