@@ -4,11 +4,9 @@
 
 namespace harlune::dispatch {
 
-ConcurrentQueue::ConcurrentQueue(const char* label, Queue* target) : Queue(label, Lifetime::counted), target_(target) {}
+ConcurrentQueue::ConcurrentQueue(const char* label, Queue* target) : TargetedQueue(label, Lifetime::counted, target) {}
 
-ConcurrentQueue::~ConcurrentQueue() {
-  target_->release();
-}
+ConcurrentQueue::~ConcurrentQueue() = default;
 
 void ConcurrentQueue::push(Work work, bool barrier) noexcept {
   retain();  // Given back once this item ran.
@@ -22,31 +20,8 @@ void ConcurrentQueue::push(Work work, bool barrier) noexcept {
   submit_runners(target, count);
 }
 
-Queue* ConcurrentQueue::copy_target() noexcept {
-  std::lock_guard<std::mutex> lock(mutex_);
-  target_->retain();
-  return target_;
-}
 
-bool ConcurrentQueue::set_target(Queue* target) noexcept {
-  if (would_form_cycle(target)) {
-    return false;
-  }
-  target->retain();
-  Queue* previous = nullptr;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    previous = target_;
-    target_ = target;
-  }
-  previous->release();
-  return true;
-}
 
-void ConcurrentQueue::suspend() noexcept {
-  std::lock_guard<std::mutex> lock(mutex_);
-  ++suspensions_;
-}
 
 void ConcurrentQueue::resume() noexcept {
   Queue* target = nullptr;

@@ -13,22 +13,19 @@
 
 #pragma once
 
-#include "queue_impl.h"
+#include "targeted_queue.h"
 
 #include <deque>
 #include <mutex>
 
 namespace harlune::dispatch {
 
-class ConcurrentQueue final : public Queue {
+class ConcurrentQueue final : public TargetedQueue {
  public:
   // Takes over the caller's reference to `target`.
   ConcurrentQueue(const char* label, Queue* target);
 
   void push(Work work, bool barrier) noexcept override;
-  Queue* copy_target() noexcept override;
-  bool set_target(Queue* target) noexcept override;
-  void suspend() noexcept override;
   void resume() noexcept override;
 
  private:
@@ -45,11 +42,8 @@ class ConcurrentQueue final : public Queue {
   static void run_entry(void* queue);
   void run_one() noexcept;
 
-  std::mutex mutex_;
   std::deque<Item> pending_;
   std::deque<Item> ready_;
-  Queue* target_;
-  unsigned suspensions_ = 0;
   unsigned started_ = 0;  // Items ready or running.
   bool barrier_started_ = false;
 };

@@ -5,11 +5,9 @@
 namespace harlune::dispatch {
 
 SerialQueue::SerialQueue(const char* label, Queue* target, Lifetime lifetime)
-    : Queue(label, lifetime), target_(target) {}
+    : TargetedQueue(label, lifetime, target) {}
 
-SerialQueue::~SerialQueue() {
-  target_->release();
-}
+SerialQueue::~SerialQueue() = default;
 
 void SerialQueue::push(Work work, bool barrier) noexcept {
   // Serial queues run everything alone already, so a barrier is ordinary.
@@ -26,32 +24,8 @@ void SerialQueue::push(Work work, bool barrier) noexcept {
   }
 }
 
-Queue* SerialQueue::copy_target() noexcept {
-  std::lock_guard<std::mutex> lock(mutex_);
-  target_->retain();
-  return target_;
-}
 
-bool SerialQueue::set_target(Queue* target) noexcept {
-  // The main queue is the one immortal serial queue; it stays on its thread.
-  if (immortal() || would_form_cycle(target)) {
-    return false;
-  }
-  target->retain();
-  Queue* previous = nullptr;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    previous = target_;
-    target_ = target;
-  }
-  previous->release();
-  return true;
-}
 
-void SerialQueue::suspend() noexcept {
-  std::lock_guard<std::mutex> lock(mutex_);
-  ++suspensions_;
-}
 
 void SerialQueue::resume() noexcept {
   Queue* target = nullptr;

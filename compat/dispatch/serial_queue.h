@@ -13,22 +13,19 @@
 
 #pragma once
 
-#include "queue_impl.h"
+#include "targeted_queue.h"
 
 #include <deque>
 #include <mutex>
 
 namespace harlune::dispatch {
 
-class SerialQueue final : public Queue {
+class SerialQueue final : public TargetedQueue {
  public:
   // Takes over the caller's reference to `target`.
   SerialQueue(const char* label, Queue* target, Lifetime lifetime = Lifetime::counted);
 
   void push(Work work, bool barrier) noexcept override;
-  Queue* copy_target() noexcept override;
-  bool set_target(Queue* target) noexcept override;
-  void suspend() noexcept override;
   void resume() noexcept override;
 
  private:
@@ -42,10 +39,7 @@ class SerialQueue final : public Queue {
   static void drain_entry(void* queue);
   void drain() noexcept;
 
-  std::mutex mutex_;
   std::deque<Work> pending_;
-  Queue* target_;
-  unsigned suspensions_ = 0;
   bool drain_scheduled_ = false;
 };
 
