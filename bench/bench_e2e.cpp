@@ -11,6 +11,7 @@
 // 24 bytes; the host clock (CLOCK_MONOTONIC) is the same in every process.
 //
 // Usage: bench_e2e [SECONDS_PACED] [CYCLES_PER_UNPACED_BURST]
+#include "bench/LBenchServices.h"
 #include "bench/LBufferStamp.h"
 #include "bench/LLatencySamples.h"
 #include "tools/harlune/ChildProcess.h"
@@ -126,23 +127,16 @@ int main(int argc, char** argv) {
     const std::uint64_t nUnpacedCycles = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : kBurstCycles;
     const std::uint64_t nPacedCycles = static_cast<std::uint64_t>(fPacedSeconds * kRate / kFrames);
 
-    char szTemplate[] = "/tmp/harlune-bench-e2e.XXXXXX";
-    if (mkdtemp(szTemplate) == nullptr) {
-        return 1;
-    }
-    const std::string szFolder = szTemplate;
-    mkdir((szFolder + "/services").c_str(), 0700);
-    setenv("HARLUNE_XPC_SERVICE_DIR", (szFolder + "/services").c_str(), 1);
+    harlune::bench::LBenchServices services("harlune-bench-e2e");
     int nExit = 1;
     {
-        harlune::tools::LChildProcess helper, recorder;
+        harlune::tools::LChildProcess recorder;
         std::string szError;
         std::unique_ptr<harlune::tools::LPlayer> pPlayer;
-        if (!helper.Start(std::string(HARLUNE_BUILD_DIR) + "/bin/harlune", {"helper"}) ||
-            !helper.WaitForLine("ready", std::chrono::seconds(10)) ||
+        if (!services.StartHelper() ||
             !recorder.Start(harlune::tools::LSelfExecutable(), {"--recorder-child"}) ||
             !recorder.WaitForLine("registered", std::chrono::seconds(10)) ||
-            !(pPlayer = harlune::tools::LPlayer::Load({HARLUNE_BUNDLE_PATH, szFolder + "/storage"}, &szError)) ||
+            !(pPlayer = harlune::tools::LPlayer::Load({HARLUNE_BUNDLE_PATH, services.StorageFolder()}, &szError)) ||
             !pPlayer->WaitForRecorder(std::chrono::seconds(10))) {
             std::fprintf(stderr, "bench_e2e: could not set up the helper, recorder and plug-in %s\n", szError.c_str());
         } else {
@@ -216,10 +210,6 @@ int main(int argc, char** argv) {
             nExit = 0;
         }
         pPlayer.reset();
-        helper.Signal(SIGTERM);
-        helper.Wait(std::chrono::seconds(10));
     }
-    std::error_code ec;
-    std::filesystem::remove_all(szFolder, ec);
     return nExit;
 }

@@ -6,6 +6,7 @@
 // host's (and the helper service's) memory and descriptors.
 //
 // Usage: bench_soak [MINUTES] [RESTART_SECONDS]   (defaults 1 and 3)
+#include "bench/LBenchServices.h"
 #include "bench/LBufferStamp.h"
 #include "tools/harlune/ChildProcess.h"
 #include "tools/harlune/Player.h"
@@ -48,21 +49,13 @@ int main(int argc, char** argv) {
     }
     const double fMinutes = argc > 1 ? std::atof(argv[1]) : 1.0;
     const double fRestartSeconds = argc > 2 ? std::atof(argv[2]) : 3.0;
-    char szTemplate[] = "/tmp/harlune-soak.XXXXXX";
-    if (mkdtemp(szTemplate) == nullptr) {
-        return 1;
-    }
-    const std::string szFolder = szTemplate;
-    mkdir((szFolder + "/services").c_str(), 0700);
-    setenv("HARLUNE_XPC_SERVICE_DIR", (szFolder + "/services").c_str(), 1);
+    harlune::bench::LBenchServices services("harlune-soak");
     int nExit = 1;
     {
-        harlune::tools::LChildProcess helper;
         std::string szError;
         std::unique_ptr<harlune::tools::LPlayer> pPlayer;
-        if (!helper.Start(std::string(HARLUNE_BUILD_DIR) + "/bin/harlune", {"helper"}) ||
-            !helper.WaitForLine("ready", std::chrono::seconds(10)) ||
-            !(pPlayer = harlune::tools::LPlayer::Load({HARLUNE_BUNDLE_PATH, szFolder + "/storage"}, &szError))) {
+        if (!services.StartHelper() ||
+            !(pPlayer = harlune::tools::LPlayer::Load({HARLUNE_BUNDLE_PATH, services.StorageFolder()}, &szError))) {
             std::fprintf(stderr, "bench_soak: could not start the helper or load the plug-in %s\n", szError.c_str());
         } else {
             harlune::host::LHostIOOptions io;
@@ -95,8 +88,8 @@ int main(int argc, char** argv) {
                     // Measured after warm-up: pools and caches have grown to size.
                     nStartFds = harlune::tools::LCountDescriptors(0);
                     nStartKiB = harlune::tools::LResidentKiB(0);
-                    nHelperStartFds = harlune::tools::LCountDescriptors(helper.Pid());
-                    nHelperStartKiB = harlune::tools::LResidentKiB(helper.Pid());
+                    nHelperStartFds = harlune::tools::LCountDescriptors(services.Helper().Pid());
+                    nHelperStartKiB = harlune::tools::LResidentKiB(services.Helper().Pid());
                 }
             }
             pPlayer->Host().StopIO();
@@ -112,15 +105,11 @@ int main(int argc, char** argv) {
             std::printf("longest_io_cycle_us: %.1f\n", static_cast<double>(stats.qwLongestCycleNs) / 1000.0);
             std::printf("host_fd_growth: %ld\n", harlune::tools::LCountDescriptors(0) - nStartFds);
             std::printf("host_rss_growth_kib: %ld\n", harlune::tools::LResidentKiB(0) - nStartKiB);
-            std::printf("helper_fd_growth: %ld\n", harlune::tools::LCountDescriptors(helper.Pid()) - nHelperStartFds);
-            std::printf("helper_rss_growth_kib: %ld\n", harlune::tools::LResidentKiB(helper.Pid()) - nHelperStartKiB);
+            std::printf("helper_fd_growth: %ld\n", harlune::tools::LCountDescriptors(services.Helper().Pid()) - nHelperStartFds);
+            std::printf("helper_rss_growth_kib: %ld\n", harlune::tools::LResidentKiB(services.Helper().Pid()) - nHelperStartKiB);
             nExit = nLostWhileConnected == 0 && stats.nFailedCalls == 0 ? 0 : 1;
         }
         pPlayer.reset();
-        helper.Signal(SIGTERM);
-        helper.Wait(std::chrono::seconds(10));
     }
-    std::error_code ec;
-    std::filesystem::remove_all(szFolder, ec);
     return nExit;
 }
