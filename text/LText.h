@@ -6,8 +6,12 @@
 #ifndef HARLUNE_TEXT_LTEXT_H
 #define HARLUNE_TEXT_LTEXT_H
 
+#include <text/LAnsi.h>
 #include <text/LCharacterHelpers.h>
+#include <text/LCodePages.h>
+#include <text/LIconvConvert.h>
 #include <text/LPlatformString.h>
+#include <text/LSpecificCodePage.h>
 #include <text/LStringLongTemplate.h>
 #include <text/LUTF8Helpers.h>
 #include <text/LUTFConversions.h>
