@@ -16,12 +16,12 @@
  * The UTF-32 to UTF-8 encoder never reports 1: a character that does not fit
  * simply ends its output (callers that must know compare lengths).
  *
- * UTF-8 and UTF-16 are converted through a temporary UTF-32 array of the
- * output's capacity (on the stack up to 260 units): the UTF-16 side thereby
- * follows the same capacity rules as the UTF-32 side.
+ * UTF-8 and UTF-16 are converted as if through a temporary UTF-32 array of
+ * the output's capacity, so the UTF-16 side follows the same capacity rules
+ * as the UTF-32 side (the stages run fused; nothing is allocated).
  *
  * Thread safety: all functions are reentrant. Nothing throws except
- * std::bad_alloc for temporaries and string buffers.
+ * std::bad_alloc for string buffers.
  */
 #ifndef HARLUNE_TEXT_LUTFCONVERSIONS_H
 #define HARLUNE_TEXT_LUTFCONVERSIONS_H
@@ -76,7 +76,7 @@ LUTFResult LCopyUTF32FromUnicode(char32_t *out, const char16_t *in, unsigned lon
 LUTFResult LCopyUnicodeFromUTF32(char16_t *out, const char32_t *in, unsigned long capacity);
 
 /*
- * UTF-8 to UTF-16 and back through a UTF-32 temporary of the output's
+ * UTF-8 to UTF-16 and back as if through a UTF-32 temporary of the output's
  * capacity. The result is the first stage's, except that kLUTFResultOutputFull
  * is returned when the second stage ran out of room. UTF-16 to UTF-8 also
  * puts a terminator into the output's last byte.

@@ -67,6 +67,41 @@ TEST(UTF8DecoderModel, GeneratedSequencesInContextAndAtEveryCapacity) {
     }
 }
 
+// Sequences built from the range edges, placed at every offset of an 8-byte
+// word after ASCII, two-byte and three-byte text and followed by enough text
+// that the decoder's word-at-a-time path reads them: with room for everything
+// and with one unit too few (the careful path).
+TEST(UTF8DecoderModel, SequencesAtEveryWordOffset) {
+    std::vector<std::string> arSequences;
+    for (int lead = 1; lead < 0x100; ++lead) {
+        const std::string sLead(1, static_cast<char>(lead));
+        arSequences.push_back(sLead);
+        for (unsigned char b : kEdges) {
+            arSequences.push_back(sLead + static_cast<char>(b));
+            for (unsigned char c : kEdges) {
+                arSequences.push_back(sLead + static_cast<char>(b) + static_cast<char>(c));
+                for (unsigned char d : kEdges) {
+                    if (lead >= 0xF0) {
+                        arSequences.push_back(sLead + static_cast<char>(b) + static_cast<char>(c) +
+                                              static_cast<char>(d));
+                    }
+                }
+            }
+        }
+    }
+    const std::string arPrefixes[] = {"",       "a",        "abcde",       "abcdefg",     "abcdefgh",
+                                      "abcdefghi", "\xC3\xA9", "\xE6\x97\xA5\xE6\x9C\xAC", "ab\xE6\x97\xA5"};
+    const std::string sSuffix = "\xE6\x97\xA5\xE6\x9C\xAC" "zzzzzzzzzzzzzzzzz";
+    for (const std::string &seq : arSequences) {
+        for (const std::string &sPrefix : arPrefixes) {
+            std::string sIn = sPrefix + seq + sSuffix;
+            sIn.resize(sIn.find('\0') == std::string::npos ? sIn.size() : sIn.find('\0'));
+            ExpectMatchesModel(sIn, sIn.size() + 1);
+            ExpectMatchesModel(sIn, sIn.size());
+        }
+    }
+}
+
 TEST(UTF8DecoderModel, WideFormDecodesLikeTheNativeForm) {
     const char *szIn = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xED\xA0\x80";
     char32_t arNative[16];
