@@ -70,9 +70,7 @@ struct LUTF16Sink {
     // The word and ...WithRoom stores serve only outputs that hold the whole
     // text, where the code-point count is never consulted, so they skip it.
     void PutAsciiWord(const unsigned char *p, unsigned int nKeep) {
-        for (int i = 0; i < 8; ++i) {
-            pOut[nUnits + i] = p[i];
-        }
+        lutf8codec::WidenWord(p, pOut + nUnits);
         nUnits += nKeep;
     }
     void PutBMPWithRoom(char32_t cp) { pOut[nUnits++] = static_cast<char16_t>(cp); }

@@ -15,6 +15,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace lutf8codec {
 
 /* Decodes the sequence at p. Returns the byte after it, or null when the
@@ -75,6 +79,34 @@ inline const unsigned char *DecodeSequence(const unsigned char *p, char32_t &cp)
 /* True for the bytes 0x01 to 0x7F. */
 inline bool IsAsciiText(unsigned char c) { return static_cast<unsigned char>(c - 1) < 0x7F; }
 
+/* Widens the 8 bytes at p to 8 units of 2 or 4 bytes at pOut (one vector
+ * store where the processor has SSE2, which every x86-64 has). */
+inline void WidenWord(const unsigned char *p, char16_t *pOut) {
+#if defined(__SSE2__)
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(pOut), _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+#else
+    for (int i = 0; i < 8; ++i) {
+        pOut[i] = p[i];
+    }
+#endif
+}
+
+template <typename U>
+inline void WidenWord(const unsigned char *p, U *pOut) {
+    static_assert(sizeof(U) == 4, "UTF-32 units");
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i units16 = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)), zero);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(pOut), _mm_unpacklo_epi16(units16, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(pOut + 4), _mm_unpackhi_epi16(units16, zero));
+#else
+    for (int i = 0; i < 8; ++i) {
+        pOut[i] = static_cast<U>(p[i]);
+    }
+#endif
+}
+
 /* Reads 8 bytes as a little-endian word (they must lie within the text). */
 inline uint64_t LoadWord(const unsigned char *p) {
     uint64_t w;
@@ -91,9 +123,20 @@ inline uint64_t LoadWord(const unsigned char *p) {
 inline char32_t ThreeByteChar(uint32_t w) { return ((w & 0x0F) << 12) | ((w >> 2) & 0xFC0) | ((w >> 16) & 0x3F); }
 
 /* A three-byte sequence's value is valid unless overlong or a surrogate. */
-inline bool IsPlainBMP(char32_t cp) { return cp >= 0x800 && (cp < 0xD800 || cp > 0xDFFF); }
+inline unsigned int IsPlainBMP(char32_t cp) {
+    return static_cast<unsigned int>(cp >= 0x800) & static_cast<unsigned int>(cp - 0xD800 >= 0x800);
+}
 
-inline bool IsThreeByteChar(uint32_t w) { return (w & 0xC0C0F0) == 0x8080E0 && IsPlainBMP(ThreeByteChar(w)); }
+/* Two valid three-byte sequences in the low 48 bits of w: the shape of both
+ * checked at once, then overlongs and surrogates. */
+inline bool IsThreeByteCharPair(uint64_t w) {
+    // Non-short-circuit: one branch for the pair rather than one per test.
+    const auto nShape = static_cast<unsigned int>((w & 0xC0C0F0C0C0F0ull) == 0x8080E08080E0ull);
+    return (nShape & IsPlainBMP(ThreeByteChar(static_cast<uint32_t>(w))) &
+            IsPlainBMP(ThreeByteChar(static_cast<uint32_t>(w >> 24)))) != 0;
+}
+
+inline bool IsThreeByteChar(uint32_t w) { return (w & 0xC0C0F0) == 0x8080E0 && IsPlainBMP(ThreeByteChar(w)) != 0; }
 
 /*
  * The decoding loop for an output that can hold any text of the input's
@@ -131,13 +174,19 @@ LUTFResult DecodeWithRoom(Sink &sink, const unsigned char *p, const unsigned cha
             if ((w3 & 0xC0E0) == 0x80C0 && (w3 & 0x1E) != 0) {
                 sink.PutBMPWithRoom(((w3 & 0x1F) << 6) | ((w3 >> 8) & 0x3F));
                 p += 2;
-            } else if ((w & 0xC0C0F0C0C0F0ull) == 0x8080E08080E0ull &&
-                       IsPlainBMP(ThreeByteChar(w3)) && IsPlainBMP(ThreeByteChar(static_cast<uint32_t>(w >> 24)))) {
-                // Two three-byte characters, as CJK text runs: the shape of
-                // both checked at once, then overlongs and surrogates.
+            } else if (IsThreeByteCharPair(w)) {
+                // Three-byte characters, as CJK text runs: two from this word,
+                // and two more from the next six bytes when they are too.
                 sink.PutBMPWithRoom(ThreeByteChar(w3));
                 sink.PutBMPWithRoom(ThreeByteChar(static_cast<uint32_t>(w >> 24)));
-                p += 6;
+                const uint64_t wNext = LoadWord(p + 6);
+                if (IsThreeByteCharPair(wNext)) {
+                    sink.PutBMPWithRoom(ThreeByteChar(static_cast<uint32_t>(wNext)));
+                    sink.PutBMPWithRoom(ThreeByteChar(static_cast<uint32_t>(wNext >> 24)));
+                    p += 12;
+                } else {
+                    p += 6;
+                }
             } else if (IsThreeByteChar(w3)) {
                 sink.PutBMPWithRoom(ThreeByteChar(w3));
                 p += 3;

@@ -16,9 +16,7 @@ struct LUTF32Sink {
     unsigned long AsciiRoom() const { return nLimit - n; }
     void PutAscii(unsigned char c) { pOut[n++] = static_cast<U>(c); }
     void PutAsciiWord(const unsigned char *p, unsigned int nKeep) {
-        for (int i = 0; i < 8; ++i) {
-            pOut[n + i] = static_cast<U>(p[i]);
-        }
+        lutf8codec::WidenWord(p, pOut + n);
         n += nKeep;
     }
     void PutWithRoom(char32_t cp) { pOut[n++] = static_cast<U>(cp); }

@@ -3,11 +3,12 @@
 // (three-byte characters with some ASCII), beside glibc's iconv converting
 // the same input to UTF-16 in the same run.
 //
-// Each figure is the median and the slowest (the 99th percentile of 21 runs
-// is the slowest run) of 21 timed runs over the whole 16 MB, after one
-// warm-up run; MB/s counts input bytes (1 MB = 10^6 bytes). Runs are timed
-// in the thread's CPU time, so that other work on a shared machine does not
-// count against either side; the wall-clock medians are printed beside. The library's
+// Each figure is the median and the slowest (the 99th percentile of 31 runs
+// is the slowest run) of 31 timed runs over the whole 16 MB, after one
+// warm-up run; MB/s counts input bytes (1 MB = 10^6 bytes). The library's
+// and iconv's runs alternate, and runs are timed in the thread's CPU time,
+// so that other work on a shared machine weighs on both alike; the
+// wall-clock medians are printed beside. The library's
 // conversion is timed as callers use it: LCopyUnicodeFromUTF8 into a buffer
 // sized for the input, its UTF-32 temporary included. iconv is timed without
 // iconv_open, which is done once.
@@ -21,6 +22,7 @@
 #include <iconv.h>
 
 #include <algorithm>
+#include <utility>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -31,7 +33,7 @@
 namespace {
 
 constexpr size_t kInputBytes = 16 * 1000 * 1000;
-constexpr int kRuns = 21;
+constexpr int kRuns = 31;
 
 // A small deterministic generator, so every run measures the same text.
 struct LXorShift {
@@ -112,21 +114,34 @@ double ThreadSeconds() {
     return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
 }
 
-template <typename F>
-LFigure Measure(size_t nBytes, F &&run) {
-    run();  // warm-up: page in buffers and tables
-    std::vector<double> arCPU, arWall;
-    for (int i = 0; i < kRuns; ++i) {
-        const auto start = std::chrono::steady_clock::now();
-        const double fStart = ThreadSeconds();
-        run();
-        arCPU.push_back(ThreadSeconds() - fStart);
-        arWall.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-    }
+LFigure Figure(size_t nBytes, std::vector<double> arCPU, std::vector<double> arWall) {
     std::sort(arCPU.begin(), arCPU.end());
     std::sort(arWall.begin(), arWall.end());
     const double fMB = static_cast<double>(nBytes) / 1e6;
-    return {fMB / arCPU[kRuns / 2], fMB / arCPU.back(), fMB / arWall[kRuns / 2]};
+    return {fMB / arCPU[arCPU.size() / 2], fMB / arCPU.back(), fMB / arWall[arWall.size() / 2]};
+}
+
+/* Times the functions' runs interleaved, so that both meet the same load on
+ * a shared machine; returns one figure per function. */
+template <typename F, typename G>
+std::pair<LFigure, LFigure> MeasurePair(size_t nBytes, F &&first, G &&second) {
+    first();  // warm-up: page in buffers and tables
+    second();
+    std::vector<double> arCPU[2], arWall[2];
+    for (int i = 0; i < kRuns; ++i) {
+        for (int k = 0; k < 2; ++k) {
+            const auto start = std::chrono::steady_clock::now();
+            const double fStart = ThreadSeconds();
+            if (k == 0) {
+                first();
+            } else {
+                second();
+            }
+            arCPU[k].push_back(ThreadSeconds() - fStart);
+            arWall[k].push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        }
+    }
+    return {Figure(nBytes, arCPU[0], arWall[0]), Figure(nBytes, arCPU[1], arWall[1])};
 }
 
 struct LCorpusResult {
@@ -137,29 +152,28 @@ struct LCorpusResult {
 LCorpusResult RunCorpus(const char *szName, const std::string &sText) {
     std::vector<char16_t> arOut(sText.size() + 1);
     unsigned long nSink = 0;  // keeps results observable
-    const LFigure library = Measure(sText.size(), [&] {
-        nSink += LCopyUnicodeFromUTF8(arOut.data(), sText.c_str(), arOut.size());
-    });
-    const std::u16string sLibrary(arOut.data());
-
     iconv_t h = iconv_open("UTF-16LE", "UTF-8");
     std::vector<char16_t> arIconv(sText.size() + 1);
-    const LFigure glibc = Measure(sText.size(), [&] {
-        char *pIn = const_cast<char *>(sText.data());
-        size_t nIn = sText.size();
-        char *pOut = reinterpret_cast<char *>(arIconv.data());
-        size_t nOut = arIconv.size() * 2;
-        iconv(h, nullptr, nullptr, nullptr, nullptr);
-        iconv(h, &pIn, &nIn, &pOut, &nOut);
-        arIconv[(arIconv.size() * 2 - nOut) / 2] = 0;
-    });
+    bool bAllValid = true;
+    const auto [library, glibc] = MeasurePair(
+        sText.size(), [&] { nSink += LCopyUnicodeFromUTF8(arOut.data(), sText.c_str(), arOut.size()); },
+        [&] {
+            char *pIn = const_cast<char *>(sText.data());
+            size_t nIn = sText.size();
+            char *pOut = reinterpret_cast<char *>(arIconv.data());
+            size_t nOut = arIconv.size() * 2;
+            iconv(h, nullptr, nullptr, nullptr, nullptr);
+            iconv(h, &pIn, &nIn, &pOut, &nOut);
+            arIconv[(arIconv.size() * 2 - nOut) / 2] = 0;
+        });
+    const LFigure validate =
+        MeasurePair(sText.size(), [&] { bAllValid = LCharsetsIsValidUTF8(sText.c_str()) && bAllValid; }, [] {})
+            .first;
+    const std::u16string sLibrary(arOut.data());
     iconv_close(h);
     if (sLibrary != std::u16string(arIconv.data())) {
         fprintf(stderr, "%s: the library and iconv disagree\n", szName);
     }
-
-    bool bAllValid = true;
-    const LFigure validate = Measure(sText.size(), [&] { bAllValid = LCharsetsIsValidUTF8(sText.c_str()) && bAllValid; });
 
     printf("%s (%.1f MB, %zu UTF-16 units)%s\n", szName, sText.size() / 1e6, sLibrary.size(),
            bAllValid && nSink == 0 ? "" : " [unexpected result]");
