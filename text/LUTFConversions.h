@@ -92,10 +92,12 @@ LUTFResult LCopyUTF8FromUnicode(char *out, const char16_t *in);
 LUTFResult LCopyFromUnicode(char *out, char16_t ch);
 
 /* String forms. LCopyUnicodeFromUTF8 converts with a capacity of
- * in.length + 1 units, LCopyToUnicode with utf8strlen(in) + 1 (so
- * characters above U+FFFF, which need two units, can make the text end
- * early: that capacity is kept because callers size other buffers by it),
- * LCopyUTF8FromUnicode with in.length * 6 + 1 bytes. */
+ * in.length + 1 units, LCopyToUnicode with utf8strlen(in) + 1, the
+ * library's established capacity for it (characters above U+FFFF need two
+ * units, so with them the text can end early and the result is
+ * kLUTFResultOutputFull; text that may hold them goes through the
+ * LStringLongTemplate<char> form), LCopyUTF8FromUnicode with
+ * in.length * 6 + 1 bytes. */
 LUTFResult LCopyUnicodeFromUTF8(LStringLongTemplate<char16_t> &out, const LStringLongTemplate<char> &in);
 LUTFResult LCopyToUnicode(LStringLongTemplate<char16_t> &out, const char *in);
 LUTFResult LCopyUTF8FromUnicode(LStringLongTemplate<char> &out, const LStringLongTemplate<char16_t> &in);

@@ -67,6 +67,13 @@ TEST(StringLongTemplate, ReserveKeepsTextAndNeverShrinks) {
 }
 
 TEST(StringLongTemplate, ImpossibleSizeFailsAsAllocationFailure) {
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    // AddressSanitizer's operator new reports the size and aborts instead of
+    // throwing, whatever its options say.
+    GTEST_SKIP() << "not observable under AddressSanitizer";
+#endif
+#endif
     LStringLongTemplate<char16_t> s;
     EXPECT_THROW(s.Reserve(UINT64_MAX / 2 + 1), std::bad_alloc);
     EXPECT_EQ(s.GetBuffer(), nullptr);
