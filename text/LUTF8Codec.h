@@ -154,8 +154,9 @@ LUTFResult DecodeWithRoom(Sink &sink, const unsigned char *p, const unsigned cha
     // Each step stores the ASCII run at p (up to 8 bytes) without a branch on
     // its length, then decodes the run of other characters after it; mixed
     // text thereby costs one step per change between ASCII and the rest,
-    // whatever the lengths of the runs. 16 bytes must remain: the ASCII word
-    // and the word of the character after it.
+    // whatever the lengths of the runs. 16 bytes must remain at each step:
+    // the ASCII word, and after at most 7 ASCII bytes the word of the
+    // character after them.
     while (pEnd - p >= 16) {
         const uint64_t nHighBits = LoadWord(p) & 0x8080808080808080ull;
         const unsigned int nAscii =
@@ -179,7 +180,9 @@ LUTFResult DecodeWithRoom(Sink &sink, const unsigned char *p, const unsigned cha
                 // and two more from the next six bytes when they are too.
                 sink.PutBMPWithRoom(ThreeByteChar(w3));
                 sink.PutBMPWithRoom(ThreeByteChar(static_cast<uint32_t>(w >> 24)));
-                const uint64_t wNext = LoadWord(p + 6);
+                // Only 9 bytes are sure to remain here (the ASCII step may have
+                // taken 7 of the 16): the next word needs 14.
+                const uint64_t wNext = pEnd - p >= 14 ? LoadWord(p + 6) : 0;
                 if (IsThreeByteCharPair(wNext)) {
                     sink.PutBMPWithRoom(ThreeByteChar(static_cast<uint32_t>(wNext)));
                     sink.PutBMPWithRoom(ThreeByteChar(static_cast<uint32_t>(wNext >> 24)));

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -47,8 +49,12 @@ std::vector<std::string> GenerateSequences() {
 void ExpectMatchesModel(const std::string &sIn, unsigned long capacity) {
     const lutf8ref::Result expected = lutf8ref::Decode(sIn, capacity);
     std::vector<char32_t> arOut(capacity + 1, kCanary);
+    // An allocation of exactly the text and its terminator, so that a read
+    // past the terminator is a heap overflow for AddressSanitizer.
     const std::string sTerminated = sIn.substr(0, sIn.find('\0'));
-    const LUTFResult result = LCopyUTF32FromUTF8Native(arOut.data(), sTerminated.c_str(), capacity);
+    const std::unique_ptr<char[]> pExact(new char[sTerminated.size() + 1]);
+    memcpy(pExact.get(), sTerminated.c_str(), sTerminated.size() + 1);
+    const LUTFResult result = LCopyUTF32FromUTF8Native(arOut.data(), pExact.get(), capacity);
     ASSERT_EQ(result, expected.nResult) << "capacity " << capacity << " input bytes " << testing::PrintToString(sIn);
     ASSERT_EQ(arOut[capacity], kCanary) << "wrote past the capacity";
     if (capacity == 0) {
@@ -72,15 +78,20 @@ TEST(UTF8DecoderModel, GeneratedSequencesInContextAndAtEveryCapacity) {
 // that the decoder's word-at-a-time path reads them: with room for everything
 // and with one unit too few (the careful path).
 TEST(UTF8DecoderModel, SequencesAtEveryWordOffset) {
+    // One lead of each class of the well-formed table and its edges; the
+    // fourth byte only needs its own range's edges.
+    const unsigned char arLeads[] = {0x01, 0x41, 0x7F, 0x80, 0xBF, 0xC0, 0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xEC, 0xED, 0xEE,
+                                     0xEF, 0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xF7, 0xF8, 0xFB, 0xFC, 0xFD, 0xFE, 0xFF};
+    const unsigned char arFourth[] = {0x00, 0x7F, 0x80, 0xBF, 0xC0};
     std::vector<std::string> arSequences;
-    for (int lead = 1; lead < 0x100; ++lead) {
+    for (unsigned char lead : arLeads) {
         const std::string sLead(1, static_cast<char>(lead));
         arSequences.push_back(sLead);
         for (unsigned char b : kEdges) {
             arSequences.push_back(sLead + static_cast<char>(b));
             for (unsigned char c : kEdges) {
                 arSequences.push_back(sLead + static_cast<char>(b) + static_cast<char>(c));
-                for (unsigned char d : kEdges) {
+                for (unsigned char d : arFourth) {
                     if (lead >= 0xF0) {
                         arSequences.push_back(sLead + static_cast<char>(b) + static_cast<char>(c) +
                                               static_cast<char>(d));
@@ -98,6 +109,23 @@ TEST(UTF8DecoderModel, SequencesAtEveryWordOffset) {
             sIn.resize(sIn.find('\0') == std::string::npos ? sIn.size() : sIn.find('\0'));
             ExpectMatchesModel(sIn, sIn.size() + 1);
             ExpectMatchesModel(sIn, sIn.size());
+        }
+    }
+}
+
+// Runs of three-byte characters reaching the very end of the text, after
+// ASCII runs of every length: the word-at-a-time path must never load a
+// word that passes the terminator.
+TEST(UTF8DecoderModel, WordPathStopsAtTheEndOfTheText) {
+    for (size_t nAscii = 0; nAscii <= 17; ++nAscii) {
+        for (size_t nCJK = 0; nCJK <= 7; ++nCJK) {
+            std::string sIn(nAscii, '~');
+            for (size_t i = 0; i < nCJK; ++i) {
+                sIn += "\xE6\x97\xA5";
+            }
+            for (const std::string &sTail : {std::string(), std::string("\xC3\xA9"), std::string("a")}) {
+                ExpectMatchesModel(sIn + sTail, sIn.size() + sTail.size() + 1);
+            }
         }
     }
 }
