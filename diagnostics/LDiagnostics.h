@@ -4,9 +4,14 @@
 #ifndef HARLUNE_DIAGNOSTICS_LDIAGNOSTICS_H
 #define HARLUNE_DIAGNOSTICS_LDIAGNOSTICS_H
 
+#include "diagnostics/LDebugSignals.h"
 #include "diagnostics/LDebugThreadId.h"
+#include "diagnostics/LDebugThreadRegistry.h"
+#include "diagnostics/LExceptionHandler.h"
 #include "diagnostics/LFilePath.h"
 #include "diagnostics/LFlockTimed.h"
+#include "diagnostics/LHangDetector.h"
+#include "diagnostics/LMachExcServer.h"
 #include "diagnostics/LMemory.h"
 
 #endif
