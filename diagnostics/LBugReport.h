@@ -69,7 +69,7 @@ void LDebugHangDetectorBugReport(bool bFlag, void* pView);
 // Opens a URL or a file path with the desktop's handler (xdg-open found on
 // PATH, started without waiting for it; nothing happens when there is none
 // or when no URL can be made of the text). Text that contains "file://"
-// opens the path from its eighth character; text starting with "/" opens
+// opens the path that follows it; text starting with "/" opens
 // that path; text without "://" gets "http://" in front.
 void LOpenWebPage(const char* szText);
 // The URL LOpenWebPage would open, into szOut (kLBugReportTextMax + 1

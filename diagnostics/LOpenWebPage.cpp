@@ -95,10 +95,12 @@ std::string FindOpener() {
 } // namespace
 
 bool LMakeWebPageURL(const char* szText, char* szOut) {
-    if (szText == nullptr || szOut == nullptr) return false;
+    if (szText == nullptr || szOut == nullptr || szText[0] == '\0') return false;
     std::string szURL;
     if (const char* pFile = strstr(szText, "file://"); pFile != nullptr) {
-        if (strlen(szText) < 7 || !FileURL(szText + 7, &szURL)) return false;
+        // The path is what follows "file://" (for text that begins with it,
+        // the text from its eighth character).
+        if (!FileURL(pFile + 7, &szURL)) return false;
     } else if (szText[0] == '/') {
         if (!FileURL(szText, &szURL)) return false;
     } else {

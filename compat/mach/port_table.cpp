@@ -39,6 +39,7 @@ struct Port {
     std::atomic<uint32_t> nState{kFree};
     std::atomic<uint32_t> nGeneration{1};
     std::atomic<int> nReceivers{0};
+    std::atomic<bool> bHadReceiver{false}; // whether any thread has received on this life of the entry
     int nWakeFile = -1; // eventfd, made on first use and kept for the entry's later lives
     std::mutex mtx;     // guards the fields below
     bool bReceiveRight = false;
@@ -175,7 +176,10 @@ mach_msg_return_t Send(mach_msg_header_t *msg, mach_msg_size_t nSize) {
 // including when a cancellation unwinds the receive.
 class ReceiverScope {
 public:
-    explicit ReceiverScope(Port &port) : m_port(port) { m_port.nReceivers.fetch_add(1, std::memory_order_acq_rel); }
+    explicit ReceiverScope(Port &port) : m_port(port) {
+        m_port.nReceivers.fetch_add(1, std::memory_order_acq_rel);
+        m_port.bHadReceiver.store(true, std::memory_order_release);
+    }
     ~ReceiverScope() { m_port.nReceivers.fetch_sub(1, std::memory_order_acq_rel); }
     ReceiverScope(const ReceiverScope &) = delete;
     ReceiverScope &operator=(const ReceiverScope &) = delete;
@@ -249,7 +253,20 @@ bool PrepareFaultSlot() {
 kern_return_t DeliverFault(mach_port_t name, const void *pRequest, size_t nSize) {
     if (gFault.nReplyFile < 0 || nSize > kFaultRequestMax) return KERN_FAILURE;
     Port *pPort = Find(name);
-    if (pPort == nullptr || pPort->nReceivers.load(std::memory_order_acquire) == 0) return KERN_FAILURE;
+    if (pPort == nullptr) return KERN_FAILURE;
+    if (pPort->nReceivers.load(std::memory_order_acquire) == 0) {
+        // A port nobody has ever received on most likely belongs to a
+        // handler thread that is still starting (a fault right after the
+        // port was set): give it a moment. A port whose receiver has come
+        // and gone gets no wait.
+        if (pPort->bHadReceiver.load(std::memory_order_acquire)) return KERN_FAILURE;
+        constexpr int kFirstReceiverWaitMilliseconds = 1000;
+        for (int nWaited = 0; !PortHasReceiver(name); nWaited += 5) {
+            if (nWaited >= kFirstReceiverWaitMilliseconds || Find(name) != pPort) return KERN_FAILURE;
+            struct timespec ts = {0, 5 * 1000000L};
+            syscall(SYS_nanosleep, &ts, nullptr);
+        }
+    }
     int nExpected = kSlotEmpty;
     if (!gFault.nState.compare_exchange_strong(nExpected, kSlotFilling, std::memory_order_acq_rel)) {
         return KERN_FAILURE; // another fault is being served
@@ -314,6 +331,7 @@ kern_return_t mach_port_allocate(ipc_space_t task, mach_port_right_t right, mach
             if (port.nWakeFile < 0) return KERN_RESOURCE_SHORTAGE;
         }
         Drain(port.nWakeFile);
+        port.bHadReceiver.store(false, std::memory_order_release);
         port.bReceiveRight = true;
         port.nSendRefs = 0;
         port.lMessages.clear();

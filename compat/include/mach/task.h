@@ -21,7 +21,9 @@
  * was installed before: the earlier handler, or the default action, so the
  * process ends by the same signal with the same status as without the
  * bridge. The signal handler allocates nothing, takes no lock and uses no
- * thread-local storage. If the reply has not come within 10 seconds of the
+ * thread-local storage. A port that has never had a receiver (its handler
+ * thread may still be starting) is given up to one second for its first
+ * one before the fault goes on. If the reply has not come within 10 seconds of the
  * receiver taking the request, the fault is passed on anyway, so a handler
  * that never answers cannot hang a crashing process.
  *
