@@ -18,6 +18,7 @@
 #include "diagnostics/LMachineInfo.h"
 #include "diagnostics/LMemory.h"
 #include "diagnostics/LOSVersion.h"
+#include "diagnostics/LStackWalker.h"
 #include "diagnostics/LStringList.h"
 
 #endif
