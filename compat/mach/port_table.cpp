@@ -47,7 +47,10 @@ struct Port {
     std::deque<std::vector<uint8_t>> lMessages;
 };
 
-Port garPorts[HARLUNE_MACH_PORT_MAX];
+// Never destroyed: threads blocked in a receive (the exception handler
+// thread among them) and fault handlers may still touch their entries while
+// the process runs its exit handlers.
+Port *const garPorts = new Port[HARLUNE_MACH_PORT_MAX];
 std::mutex gmtxAllocate;
 
 mach_port_t NameOf(uint32_t nIndex, uint32_t nGeneration) {
