@@ -151,7 +151,12 @@ bool LStackWalker::GetCallStackString(LStringLongTemplate<char>& szOut, uint32_t
     szOut.Empty();
     const std::vector<std::string> arLines = CallStackSymbols();
     if (arLines.size() < 2) return false;
-    size_t nFirst = 1; // line 0 is this operation itself
+    // Line 0 is this operation itself. Where the compiler kept its helper
+    // as a frame of its own (or a sanitizer added one), the lines naming
+    // this class's functions all belong to the operation.
+    size_t nFirst = 0;
+    while (nFirst < arLines.size() && arLines[nFirst].find("LStackWalker::") != std::string::npos) ++nFirst;
+    if (nFirst == 0) nFirst = 1;
     while (nFirst < arLines.size() &&
            (arLines[nFirst].find("LDebug") != std::string::npos || arLines[nFirst].find("Log") != std::string::npos)) {
         ++nFirst;
