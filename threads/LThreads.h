@@ -1,0 +1,9 @@
+// The library's threading kit: events and waits, locks, threads that can be
+// asked to stop, and notifications queued to the main thread.
+#pragma once
+
+#include "threads/LSignalObject.h"
+#include "threads/LSignalObjectGroup.h"
+#include "threads/LProcessInterface.h"
+#include "threads/LProcessInterfaceVoid.h"
+#include "threads/LProcessInterfaceNested.h"
