@@ -12,7 +12,7 @@ uint64_t LMonotonicMilliseconds() {
 }
 
 int LPollReadable(pollfd* arEntries, std::size_t nEntries, uint32_t dwMilliseconds) {
-  if (arEntries == nullptr || nEntries == 0) return 0;
+  if (arEntries == nullptr || nEntries == 0) return -1;
   bool bAnyValid = false;
   for (std::size_t i = 0; i < nEntries; ++i) {
     arEntries[i].events = POLLIN;
@@ -21,7 +21,7 @@ int LPollReadable(pollfd* arEntries, std::size_t nEntries, uint32_t dwMillisecon
   }
   // poll() ignores negative descriptors; with none left it would sleep the
   // whole time (for ever, without limit) for nothing.
-  if (!bAnyValid) return 0;
+  if (!bAnyValid) return -1;
 
   const bool bForever = dwMilliseconds == kLWaitForever;
   const uint64_t qwDeadline = bForever ? 0 : LMonotonicMilliseconds() + dwMilliseconds;
@@ -30,7 +30,7 @@ int LPollReadable(pollfd* arEntries, std::size_t nEntries, uint32_t dwMillisecon
     const int nReady = poll(arEntries, static_cast<nfds_t>(nEntries), nTimeout);
     if (nReady > 0) break;
     if (nReady == 0) return 0;
-    if (errno != EINTR) return 0;
+    if (errno != EINTR) return -1;
     if (!bForever) {
       const uint64_t qwNow = LMonotonicMilliseconds();
       if (qwNow >= qwDeadline) return 0;
@@ -41,5 +41,5 @@ int LPollReadable(pollfd* arEntries, std::size_t nEntries, uint32_t dwMillisecon
   for (std::size_t i = 0; i < nEntries; ++i) {
     if (arEntries[i].revents & POLLIN) ++nReadable;
   }
-  return nReadable;
+  return nReadable > 0 ? nReadable : -1;
 }

@@ -9,10 +9,10 @@
 // Waits until one of the entries is readable or the time has passed
 // (kLWaitForever: no limit), resuming after interrupts with the time that is
 // left. Sets each entry's events to POLLIN first. Returns the number of
-// readable entries; 0 for a timeout or a failed wait. A hang-up or error on
-// a descriptor is not a signal: when poll() reports only those, the wait has
-// failed and returns 0 at once rather than spin. With no valid descriptor it
-// returns 0 at once, whatever the time.
+// readable entries, 0 for a timeout, -1 for a failed wait. A hang-up or
+// error on a descriptor is not a signal: when poll() reports only those, the
+// wait has failed and returns -1 at once rather than spin. With no valid
+// descriptor it fails at once, whatever the time.
 int LPollReadable(pollfd* arEntries, std::size_t nEntries, uint32_t dwMilliseconds);
 
 // Milliseconds of the monotonic clock.

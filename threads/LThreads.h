@@ -7,3 +7,7 @@
 #include "threads/LProcessInterface.h"
 #include "threads/LProcessInterfaceVoid.h"
 #include "threads/LProcessInterfaceNested.h"
+#include "threads/LLockObjectShared.h"
+#include "threads/LSystemLockMutex.h"
+#include "threads/LThread.h"
+#include "threads/LDetachedThread.h"
