@@ -38,7 +38,8 @@ public:
   // Turns the caller's exclusive hold into a shared one.
   void DowngradeLock();
 
-  // Shared holders now (for diagnostics; may change at once).
+  // Shared holders now (for diagnostics; may change at once). Takes the
+  // mutex: not while holding the lock exclusively.
   int32_t GetSharedCount();
 
 private:

@@ -1,11 +1,10 @@
 #include "threads/LThread.h"
 
+#include "diagnostics/LDebugThreadId.h"
 #include "threads/LPoll.h"
 #include "threads/LSignalObjectGroup.h"
 
 #include <sched.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 LThread::LThread() = default;
 
@@ -58,7 +57,7 @@ void* LThread::ThreadEntry(void* pContext) {
 }
 
 void LThread::BeginRun() {
-  dwThreadId = static_cast<uint32_t>(syscall(SYS_gettid));
+  dwThreadId = LDebugGetCurrentThreadId();
   soStarted.Signal();
 }
 

@@ -4,6 +4,7 @@
 
 #include "threads/LSignalObject.h"
 #include "threads/LSignalObjectGroup.h"
+#include "threads/LSignalObjectNamed.h"
 #include "threads/LProcessInterface.h"
 #include "threads/LProcessInterfaceVoid.h"
 #include "threads/LProcessInterfaceNested.h"

@@ -11,7 +11,7 @@
 
 #include <dispatch/queue.h>
 
-#include <sys/syscall.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <condition_variable>
@@ -125,7 +125,7 @@ SerialQueue& main_queue() {
 }  // namespace
 
 bool is_main_thread() noexcept {
-  return static_cast<pid_t>(syscall(SYS_gettid)) == getpid();
+  return pthread_main_np() != 0;
 }
 
 MainRunEnd run_main_thread(std::chrono::steady_clock::time_point deadline, bool return_after_work,

@@ -11,8 +11,7 @@
 
 namespace harlune::dispatch {
 
-// True on the process's main thread: the thread whose kernel id is the
-// process id.
+// True on the process's main thread (pthread_main_np).
 bool is_main_thread() noexcept;
 
 enum class MainRunEnd {
