@@ -46,8 +46,12 @@ private:
   // Waits, with the mutex held on entry and on return, until no shared
   // holder is left.
   void WaitForNoSharedLocked();
+  void ClearEventLocked();
+  void SignalEventLocked();
 
   std::mutex mtxLock;               // held by exclusive holders; guards nSharedCount
-  LSignalObject soNoShared;         // signalled when the last shared holder leaves
+  LSignalObject soNoShared;         // signalled when the last shared holder leaves while a writer waits
   int32_t nSharedCount = 0;         // shared holders
+  int32_t nExclusiveWaiters = 0;    // exclusive lockers waiting for the event
+  bool bEventSet = false;           // soNoShared was signalled and not cleared since
 };

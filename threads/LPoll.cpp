@@ -11,6 +11,12 @@ uint64_t LMonotonicMilliseconds() {
   return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
 }
 
+void LSleepMilliseconds(uint32_t dwMilliseconds) {
+  timespec tsLeft{static_cast<time_t>(dwMilliseconds / 1000), static_cast<long>(dwMilliseconds % 1000) * 1000000L};
+  while (nanosleep(&tsLeft, &tsLeft) != 0 && errno == EINTR) {
+  }
+}
+
 int LPollReadable(pollfd* arEntries, std::size_t nEntries, uint32_t dwMilliseconds) {
   if (arEntries == nullptr || nEntries == 0) return -1;
   bool bAnyValid = false;

@@ -17,3 +17,6 @@ int LPollReadable(pollfd* arEntries, std::size_t nEntries, uint32_t dwMillisecon
 
 // Milliseconds of the monotonic clock.
 uint64_t LMonotonicMilliseconds();
+
+// Sleeps the whole time, resuming after interrupts.
+void LSleepMilliseconds(uint32_t dwMilliseconds);

@@ -28,12 +28,20 @@ void LProcessInterface::SetProgress(double) {}
 void LProcessInterface::SetProgressIndeterminateOn() {}
 void LProcessInterface::SetProgressIndeterminateOff() {}
 
+namespace {
+// Formats into the buffer of kFormatCapacity bytes; a format error gives
+// the empty text.
+__attribute__((format(printf, 2, 0))) void LFormatReport(char* szText, const char* szFormat, va_list args) {
+  if (vsnprintf(szText, kFormatCapacity, szFormat, args) < 0) szText[0] = 0;
+}
+}  // namespace
+
 void LProcessInterface::SetErrorF(const char* szFormat, ...) {
   if (szFormat == nullptr) return;
   char szText[kFormatCapacity];
   va_list args;
   va_start(args, szFormat);
-  if (vsnprintf(szText, sizeof szText, szFormat, args) < 0) szText[0] = 0;
+  LFormatReport(szText, szFormat, args);
   va_end(args);
   SetError(szText);
 }
@@ -43,7 +51,7 @@ void LProcessInterface::SetStatusF(int nLine, const char* szFormat, ...) {
   char szText[kFormatCapacity];
   va_list args;
   va_start(args, szFormat);
-  if (vsnprintf(szText, sizeof szText, szFormat, args) < 0) szText[0] = 0;
+  LFormatReport(szText, szFormat, args);
   va_end(args);
   SetStatus(szText, nLine);
 }

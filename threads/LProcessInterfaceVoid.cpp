@@ -1,11 +1,9 @@
 #include "threads/LProcessInterfaceVoid.h"
 
+#include "threads/LPoll.h"
 #include "threads/LSignalObjectGroup.h"
 
 #include <unistd.h>
-
-#include <cerrno>
-#include <ctime>
 
 bool LProcessInterfaceVoid::IsToStop() { return false; }
 
@@ -13,9 +11,7 @@ bool LProcessInterfaceVoid::ProcessWait(uint32_t dwMilliseconds) {
   if (dwMilliseconds == kLWaitForever) {
     for (;;) pause();
   }
-  timespec tsLeft{static_cast<time_t>(dwMilliseconds / 1000), static_cast<long>(dwMilliseconds % 1000) * 1000000L};
-  while (nanosleep(&tsLeft, &tsLeft) != 0 && errno == EINTR) {
-  }
+  LSleepMilliseconds(dwMilliseconds);
   return false;
 }
 

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 
 namespace {
 
@@ -86,11 +85,7 @@ LSignalObjectNamedWaiter::~LSignalObjectNamedWaiter() {
 bool LSignalObjectNamedWaiter::WaitSignal(uint32_t dwMilliseconds) {
   bSignaled = false;
   if (nListenSocket < 0) {
-    if (dwMilliseconds != kLWaitForever) {
-      timespec tsLeft{static_cast<time_t>(dwMilliseconds / 1000), static_cast<long>(dwMilliseconds % 1000) * 1000000L};
-      while (nanosleep(&tsLeft, &tsLeft) != 0 && errno == EINTR) {
-      }
-    }
+    if (dwMilliseconds != kLWaitForever) LSleepMilliseconds(dwMilliseconds);
     return false;
   }
   pollfd entry{nListenSocket, POLLIN, 0};

@@ -1,5 +1,6 @@
 #include "threads/LSystemLockMutex.h"
 
+#include "threads/LPoll.h"
 #include "threads/LProcessInterface.h"
 
 #include <sys/ipc.h>
@@ -7,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <ctime>
 
 namespace {
 
@@ -20,12 +20,6 @@ union LSemaphoreArgument {
 
 constexpr uint32_t kRetrySliceMs = 10;   // sleep between two tries
 constexpr uint32_t kScopeTryMs = 300;    // one try of the scope's loop
-
-void LSleepMilliseconds(uint32_t dwMilliseconds) {
-  timespec tsLeft{static_cast<time_t>(dwMilliseconds / 1000), static_cast<long>(dwMilliseconds % 1000) * 1000000L};
-  while (nanosleep(&tsLeft, &tsLeft) != 0 && errno == EINTR) {
-  }
-}
 
 bool LIsGoneError(int nError) { return nError == EIDRM || nError == EINVAL; }
 
