@@ -11,6 +11,7 @@ int LDetachedThread::StartDetached(LDetachedThreadsOwner& owner, int nNewPriorit
     std::lock_guard<std::recursive_mutex> lock(mtxStart);
     pOwner = &owner;
     PrepareStartLocked(nNewPriority);
+    bDetached = true;
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
@@ -34,13 +35,23 @@ void* LDetachedThread::DetachedThreadEntry(void* pContext) {
   auto* pThread = static_cast<LDetachedThread*>(pContext);
   pThread->BeginRun();
   pThread->ThreadCallback();
-  pThread->FinishRun(false);  // created detached: nothing to detach
+  pThread->FinishRun();
   LDetachedThreadsOwner* pOwner = pThread->pOwner;
-  // Still listed: nobody else refers to the thread, so it deletes itself.
-  // Not listed: StopThreadsNow() or WaitToStop() took it and waits for the
-  // stopped signal, after which they delete it; it must not be touched.
-  const bool bListed = pOwner != nullptr && pOwner->Unlink(pThread);
-  pThread->soStopped.Signal();
+  if (pOwner == nullptr) {
+    pThread->soStopped.Signal();
+    return nullptr;
+  }
+  bool bListed;
+  {
+    // Still listed: nobody else refers to the thread, so it deletes itself.
+    // Not listed: StopThreadsNow(), WaitToStop() or Destruct() took it and
+    // wait for the stopped signal, then pass through the list mutex (which
+    // is held here until the signal is out) before they delete it; the
+    // thread must not touch it after the signal.
+    std::lock_guard<std::mutex> lock(pOwner->mtxList);
+    bListed = pOwner->UnlinkLocked(pThread);
+    pThread->soStopped.Signal();
+  }
   if (bListed) delete pThread;
   return nullptr;
 }
@@ -60,6 +71,10 @@ void LDetachedThreadsOwner::Add(LDetachedThread* pThread) {
 
 bool LDetachedThreadsOwner::Unlink(LDetachedThread* pThread) {
   std::lock_guard<std::mutex> lock(mtxList);
+  return UnlinkLocked(pThread);
+}
+
+bool LDetachedThreadsOwner::UnlinkLocked(LDetachedThread* pThread) {
   for (LDetachedThread** pp = &pHead; *pp != nullptr; pp = &(*pp)->pNext) {
     if (*pp == pThread) {
       *pp = pThread->pNext;
@@ -94,7 +109,16 @@ void LDetachedThreadsOwner::PutBackFirst(LDetachedThread* pThread) {
 
 void LDetachedThreadsOwner::WaitForEnd(LDetachedThread* pThread) {
   pThread->StopThreadSoon();
-  if (pThread->GetStarted().IsSignaled()) pThread->GetStopped().WaitSignal(kLWaitForever);
+  if (pThread->GetStarted().IsSignaled()) {
+    pThread->GetStopped().WaitSignal(kLWaitForever);
+    PassThreadsSignal();
+  }
+}
+
+void LDetachedThreadsOwner::PassThreadsSignal() {
+  // The thread signals stopped under the list mutex: taking it here waits
+  // until the thread is done with the object.
+  std::lock_guard<std::mutex> lock(mtxList);
 }
 
 void LDetachedThreadsOwner::StopThreadsSoon() {
@@ -122,10 +146,12 @@ bool LDetachedThreadsOwner::WaitToStop(LProcessInterface& process, uint32_t dwMi
       }
       dwLeft = static_cast<uint32_t>(dwMilliseconds - qwElapsed);
     }
-    if (pThread->GetStarted().IsSignaled() &&
-        process.ProcessWaitSignal(pThread->GetStopped(), dwLeft) != kLProcessWaitSignaled) {
-      PutBackFirst(pThread);
-      return false;
+    if (pThread->GetStarted().IsSignaled()) {
+      if (process.ProcessWaitSignal(pThread->GetStopped(), dwLeft) != kLProcessWaitSignaled) {
+        PutBackFirst(pThread);
+        return false;
+      }
+      PassThreadsSignal();
     }
     delete pThread;
   }

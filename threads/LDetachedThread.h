@@ -74,11 +74,16 @@ private:
   friend class LDetachedThread;
   // Takes the thread off the list when it is listed; true when it was.
   bool Unlink(LDetachedThread* pThread);
+  bool UnlinkLocked(LDetachedThread* pThread);
   // Takes the first thread off the list, or null.
   LDetachedThread* TakeFirst();
   void PutBackFirst(LDetachedThread* pThread);
   // Waits for the end of a thread that nobody else references any more.
-  static void WaitForEnd(LDetachedThread* pThread);
+  void WaitForEnd(LDetachedThread* pThread);
+  // After a thread's stopped signal: waits until the thread has let go of
+  // the list mutex, under which it signalled, so that it no longer touches
+  // its object.
+  void PassThreadsSignal();
 
   LDetachedThread* pHead = nullptr;  // first thread of the list
   std::mutex mtxList;                // guards the list

@@ -13,6 +13,23 @@ LThread::~LThread() { StopThreadAndWait(); }
 void LThread::StopThreadAndWait() {
   soStopRequest.Signal();
   if (soStarted.IsSignaled()) soStopped.WaitSignal(kLWaitForever);
+  std::lock_guard<std::recursive_mutex> lock(mtxStart);
+  JoinEndedLocked();
+}
+
+void LThread::JoinEndedLocked() {
+  if (!bHasThread || bDetached) return;
+  if (pthread_equal(hThread, pthread_self())) {
+    // Destroyed from its own body: nobody can join it, so it cleans up
+    // after itself.
+    pthread_detach(hThread);
+  } else {
+    // The body has returned (stopped is signalled): the join returns at
+    // once, and it orders everything the thread did before whatever the
+    // caller does next, such as closing the descriptors it signalled.
+    pthread_join(hThread, nullptr);
+  }
+  bHasThread = false;
 }
 
 void LThread::PrepareStartLocked(int nNewPriority) {
@@ -29,11 +46,12 @@ bool LThread::Start(int nNewPriority) {
     std::lock_guard<std::recursive_mutex> lock(mtxStart);
     if (bHasThread) {
       if (bRunning) return true;
-      // A thread whose body has ended but which was not detached yet.
-      pthread_join(hThread, nullptr);
-      bHasThread = false;
+      // The previous run's thread has ended; it is joined before the next.
+      soStopped.WaitSignal(kLWaitForever);
+      JoinEndedLocked();
     }
     PrepareStartLocked(nNewPriority);
+    bDetached = false;
     bCreated = pthread_create(&hThread, nullptr, &LThread::ThreadEntry, this) == 0;
     bHasThread = bCreated;
     // Waits for the start itself, not through the process interface: a stop
@@ -49,9 +67,9 @@ void* LThread::ThreadEntry(void* pContext) {
   auto* pThread = static_cast<LThread*>(pContext);
   pThread->BeginRun();
   pThread->ThreadCallback();
-  pThread->FinishRun(true);
+  pThread->FinishRun();
   // The last touch of the object: once stopped is signalled, the owner may
-  // destroy it.
+  // join the thread and destroy the object.
   pThread->soStopped.Signal();
   return nullptr;
 }
@@ -61,12 +79,11 @@ void LThread::BeginRun() {
   soStarted.Signal();
 }
 
-void LThread::FinishRun(bool bDetach) {
+void LThread::FinishRun() {
   std::lock_guard<std::recursive_mutex> lock(mtxStart);
-  if (bHasThread && pthread_equal(hThread, pthread_self())) {
-    if (bDetach) pthread_detach(hThread);
-    bHasThread = false;
-  }
+  // A detached thread's handle is forgotten here; a joinable one is kept
+  // for the join by the next Start() or the destructor.
+  if (bDetached) bHasThread = false;
   bRunning = false;
   dwThreadId = kLNoThreadId;
 }
@@ -74,7 +91,7 @@ void LThread::FinishRun(bool bDetach) {
 void LThread::SetPriority(int nNewPriority) {
   std::lock_guard<std::recursive_mutex> lock(mtxStart);
   nPriority = nNewPriority;
-  if (!bHasThread) return;
+  if (!bHasThread || !bRunning) return;
   if (nNewPriority == kLPriorityRealTime) {
     const int nMin = sched_get_priority_min(SCHED_RR);
     const int nMax = sched_get_priority_max(SCHED_RR);

@@ -7,6 +7,9 @@
 // returns) -> idle; it can be started again. A stop request stays signalled
 // until the next Start() clears it.
 //
+// The thread is joined once its body has ended, by the next Start() or by
+// StopThreadAndWait(), so nothing of a run outlives the object.
+//
 // Teardown: a derived class must call StopThreadAndWait() first thing in its
 // own destructor. By the time ~LThread() runs, the derived part is gone, and
 // a body still running would call into a half-destroyed object. ~LThread()
@@ -85,14 +88,17 @@ protected:
   // The part of ThreadEntry before the body: records the id, signals started.
   void BeginRun();
   // The part of ThreadEntry after the body, up to (not including) the
-  // stopped signal: detaches the thread when it was created joinable, and
-  // marks the object idle.
-  void FinishRun(bool bDetach);
+  // stopped signal: marks the object idle.
+  void FinishRun();
+  // Joins (or, from the thread itself, detaches) a joinable thread whose
+  // body has ended; under mtxStart.
+  void JoinEndedLocked();
   // Prepares the signals and flags of a start; under mtxStart.
   void PrepareStartLocked(int nPriority);
 
   pthread_t hThread{};                     // the thread, valid when bHasThread
-  bool bHasThread = false;                 // a thread exists (handle set)
+  bool bHasThread = false;                 // a thread exists (handle set), running or ended and not joined
+  bool bDetached = false;                  // the thread was created detached (LDetachedThread)
   std::atomic<uint32_t> dwThreadId{kLNoThreadId};  // kernel thread id, kLNoThreadId when none
   int nPriority = 0;                       // the priority asked for
   std::atomic<bool> bRunning{false};       // from Start until the body returned
