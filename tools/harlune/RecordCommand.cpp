@@ -288,6 +288,9 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
                      take.fSampleRate > 0 ? static_cast<double>(take.nFrames) / take.fSampleRate : 0.0,
                      take.fSampleRate, take.szPath.c_str());
     }
+    if (file.Takes().empty()) {
+        std::fprintf(pWords, "recorded nothing: the device sent no audio\n");
+    }
     return nExit;
 }
 

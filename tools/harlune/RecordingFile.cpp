@@ -172,8 +172,10 @@ void LRecordingFile::UpdateHeader() { m_writer.UpdateHeader(); }
 
 bool LRecordingFile::Finish(std::string* pszError) {
     // A recording that received nothing still leaves the file asked for,
-    // empty; its rate says nothing about audio it does not hold.
-    if (m_nTake == 0 && m_options.szPath != "-" &&
+    // empty; its rate says nothing about audio it does not hold. FLAC has
+    // no valid form without a frame of audio, so there it leaves none.
+    const bool bFlac = m_options.eFormat == audio::LRecordFormat::Flac || m_options.eFormat == audio::LRecordFormat::Flac16;
+    if (m_nTake == 0 && m_options.szPath != "-" && !bFlac &&
         !OpenTake(m_options.fFixedRate > 0 ? m_options.fFixedRate : kEmptyFileRate, pszError)) {
         return false;
     }
