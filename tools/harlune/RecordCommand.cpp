@@ -180,10 +180,14 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     LRecorderSink sink;
     sink.audio = [&recording](pid_t nSender, const void* pBytes, std::size_t nBytes) {
         std::lock_guard<std::mutex> lock(recording.mtx);
-        if (pBytes == nullptr || recording.bLimitReached || recording.bFailed) {
+        if (recording.bLimitReached || recording.bFailed) {
             return;
         }
-        double fRate = recording.rates.RateOf(nSender);
+        // An empty buffer marks a change of the device's rate.
+        double fRate = recording.rates.RateOf(nSender, nBytes == 0);
+        if (pBytes == nullptr || nBytes < 8) {
+            return;
+        }
         if (!(fRate > 0)) {
             // A host that publishes nothing: its device is taken to run at
             // the fixed rate when one is given (no resampling), else at the
