@@ -3,6 +3,7 @@
 
 #include "tools/harlune/CommandSupport.h"
 #include "tools/harlune/Recorder.h"
+#include "tools/harlune/RecordingBound.h"
 #include "tools/wav/LWavWriter.h"
 
 #include <unistd.h>
@@ -16,7 +17,8 @@ namespace harlune::tools {
 namespace {
 
 const char kUsage[] =
-    "usage: harlune record FILE.wav [--rate HZ] [--duration SECONDS] [--frames N] [--quiet]\n"
+    "usage: harlune record FILE.wav [--rate HZ] [--duration SECONDS] [--frames N]\n"
+    "                      [--wait-if-replaced] [--quiet]\n"
     "\n"
     "Publishes an endpoint, registers it with the helper service, and writes every\n"
     "buffer the device sends (2 channels, 32-bit float) to FILE.wav until SIGINT or\n"
@@ -28,7 +30,16 @@ const char kUsage[] =
     "                   device's rate, which the buffers themselves do not carry)\n"
     "  --duration S     stop after S seconds of audio\n"
     "  --frames N       stop after N frames\n"
+    "                   (either one also bounds the wait: without the frames, the\n"
+    "                   recording stops 2 s after they would have taken, exit status 4)\n"
+    "  --wait-if-replaced\n"
+    "                   when a newer recorder takes over, wait to be chosen again\n"
+    "                   once it goes (without it: finish the file, exit status 3)\n"
     "  --quiet          no live line\n";
+
+// Exit statuses besides 0 (done), 1 (failure) and 2 (usage).
+constexpr int kExitReplaced = 3;   // a newer recorder took over
+constexpr int kExitIncomplete = 4; // the wall-clock bound passed before the frames came
 
 // What has been recorded; written on XPC queues, read by the main thread.
 struct Recording {
@@ -45,7 +56,7 @@ struct Recording {
 int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     std::string szPath;
     double fRate = 44100.0, fDuration = 0.0, fFrames = 0.0;
-    bool bQuiet = false;
+    bool bQuiet = false, bWaitIfReplaced = false;
     for (std::size_t i = 0; i < arArgs.size(); ++i) {
         const std::string& szArg = arArgs[i];
         const bool bNext = i + 1 < arArgs.size();
@@ -60,6 +71,8 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             ++i;
         } else if (szArg == "--quiet") {
             bQuiet = true;
+        } else if (szArg == "--wait-if-replaced") {
+            bWaitIfReplaced = true;
         } else if (szPath.empty() && !szArg.empty() && szArg[0] != '-') {
             szPath = szArg;
         } else {
@@ -109,13 +122,14 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     };
     sink.log = [](const std::string& szLine) { LLogLine("record", szLine); };
 
-    LRecorder recorder(sink);
+    LRecorder recorder(sink, bWaitIfReplaced);
+    const LRecordingBound bound(recording.nLimit, fRate, LRecordingBound::LClock::now());
     if (!recorder.Start()) {
         std::fprintf(stderr, "harlune record: cannot publish an endpoint\n");
         return 1;
     }
     const bool bLive = !bQuiet && isatty(STDOUT_FILENO);
-    bool bRegistered = false;
+    bool bRegistered = false, bReceiving = false;
     int nExit = 0;
     while (!LWaitForStopSignal(std::chrono::milliseconds(100))) {
         recorder.Tick();
@@ -129,6 +143,12 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             }
         }
         std::lock_guard<std::mutex> lock(recording.mtx);
+        if (!bReceiving && recording.writer.Frames() > 0) {
+            // For scripts too: audio arrives, so a plug-in has found us.
+            bReceiving = true;
+            std::printf(bLive ? "\rreceiving\n" : "receiving\n");
+            std::fflush(stdout);
+        }
         if (bLive) {
             const double fSeconds = static_cast<double>(recording.writer.Frames()) / fRate;
             const double fPeakDb = recording.fPeak > 0 ? 20.0 * std::log10(recording.fPeak) : -120.0;
@@ -143,6 +163,16 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             break;
         }
         if (recording.bLimitReached) {
+            break;
+        }
+        if (recorder.IsReplaced() && !bWaitIfReplaced) {
+            LLogLine("record", "another recorder took over; finishing " + szPath);
+            nExit = kExitReplaced;
+            break;
+        }
+        if (bound.Passed(LRecordingBound::LClock::now(), recording.writer.Frames())) {
+            LLogLine("record", bound.Describe(LRecordingBound::LClock::now(), recording.writer.Frames()));
+            nExit = kExitIncomplete;
             break;
         }
     }
