@@ -289,19 +289,26 @@ bool LHelperService::WaitUntilReachable(std::chrono::milliseconds timeout) {
         xpc_connection_set_event_handler(probe, ^(xpc_object_t) {
         });
         xpc_connection_resume(probe);
+        // The reply handler runs exactly once, possibly after this wait has
+        // given up: it owns what it touches (the semaphore and the flag,
+        // shared with this frame by reference counts).
         dispatch_semaphore_t answered = dispatch_semaphore_create(0);
-        __block bool bReached = false;
+        auto pReached = std::make_shared<std::atomic<bool>>(false);
+        dispatch_retain(answered);
         xpc_object_t request = xpc_dictionary_create(nullptr, nullptr, 0);
         xpc_connection_send_message_with_reply(probe, request, nullptr, ^(xpc_object_t reply) {
-          bReached = xpc_get_type(reply) == XPC_TYPE_DICTIONARY;
+          *pReached = xpc_get_type(reply) == XPC_TYPE_DICTIONARY;
           dispatch_semaphore_signal(answered);
+          dispatch_release(answered);
         });
         xpc_release(request);
-        dispatch_semaphore_wait(answered, dispatch_time(DISPATCH_TIME_NOW, 2 * static_cast<int64_t>(NSEC_PER_SEC)));
+        const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - std::chrono::steady_clock::now());
+        const std::int64_t nWaitNs = std::max<std::int64_t>(0, std::min<std::int64_t>(left.count(), 2 * NSEC_PER_SEC));
+        dispatch_semaphore_wait(answered, dispatch_time(DISPATCH_TIME_NOW, nWaitNs));
         xpc_connection_cancel(probe);
         xpc_release(probe);
         dispatch_release(answered);
-        if (bReached) {
+        if (pReached->load()) {
             return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
