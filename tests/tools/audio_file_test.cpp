@@ -103,7 +103,7 @@ TEST(AudioFileWriter, HeaderUpdatedWhileOpenDescribesEverythingWritten) {
     std::string szError;
     ASSERT_TRUE(writer.Open(folder / "live.wav", LRecordFormat::WavFloat, 44100, 2, &szError)) << szError;
     ASSERT_TRUE(writer.Write(arSignal.data(), 4096, &szError));
-    writer.UpdateHeader();
+    ASSERT_TRUE(writer.UpdateHeader(&szError)) << szError;
     std::filesystem::copy_file(folder / "live.wav", folder / "killed.wav");
     audio::LAudioFileContents contents;
     ASSERT_TRUE(audio::LReadAudioFile(folder / "killed.wav", &contents, &szError)) << szError;

@@ -76,6 +76,8 @@ bool LAudioFileWriter::Open(const std::string& szPath, LRecordFormat eFormat, do
     m_nChannels = nChannels;
     m_fSampleRate = fSampleRate;
     m_nFrames = 0;
+    m_arBlock.clear();
+    m_arBlock.reserve(kBlockFrames * static_cast<std::uint64_t>(nChannels) + 8192);
     return true;
 }
 
@@ -84,35 +86,53 @@ bool LAudioFileWriter::Write(const float* pfFrames, std::uint64_t nFrames, std::
         *pszError = "no file is open";
         return false;
     }
-    const sf_count_t nWritten = sf_writef_float(m_pFile, pfFrames, static_cast<sf_count_t>(nFrames));
+    m_arBlock.insert(m_arBlock.end(), pfFrames, pfFrames + nFrames * static_cast<std::uint64_t>(m_nChannels));
+    return m_arBlock.size() < kBlockFrames * static_cast<std::uint64_t>(m_nChannels) || Flush(pszError);
+}
+
+bool LAudioFileWriter::Flush(std::string* pszError) {
+    if (m_arBlock.empty()) {
+        return true;
+    }
+    const sf_count_t nFrames = static_cast<sf_count_t>(m_arBlock.size() / static_cast<std::size_t>(m_nChannels));
+    const sf_count_t nWritten = sf_writef_float(m_pFile, m_arBlock.data(), nFrames);
+    m_arBlock.clear();
     if (nWritten > 0) {
         m_nFrames += static_cast<std::uint64_t>(nWritten);
     }
-    if (nWritten != static_cast<sf_count_t>(nFrames)) {
+    if (nWritten != nFrames) {
         *pszError = "cannot write to " + m_szPath + ": " + SystemWords(sf_strerror(m_pFile));
-        UpdateHeader();
+        if (m_bSeekable) {
+            sf_command(m_pFile, SFC_UPDATE_HEADER_NOW, nullptr, 0);
+        }
         return false;
     }
     return true;
 }
 
-void LAudioFileWriter::UpdateHeader() {
-    if (m_pFile != nullptr && m_bSeekable) {
+bool LAudioFileWriter::UpdateHeader(std::string* pszError) {
+    if (m_pFile == nullptr) {
+        return true;
+    }
+    const bool bOk = Flush(pszError);
+    if (m_bSeekable) {
         sf_command(m_pFile, SFC_UPDATE_HEADER_NOW, nullptr, 0);
     }
+    return bOk;
 }
 
 bool LAudioFileWriter::Close(std::string* pszError) {
     if (m_pFile == nullptr) {
         return true;
     }
+    const bool bFlushed = Flush(pszError);
     const int nError = sf_close(m_pFile);
     m_pFile = nullptr;
-    if (nError != 0) {
+    if (nError != 0 && bFlushed) {
         *pszError = "cannot complete " + m_szPath + ": " + sf_error_number(nError);
         return false;
     }
-    return true;
+    return bFlushed;
 }
 
 } // namespace harlune::audio

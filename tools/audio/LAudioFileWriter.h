@@ -8,6 +8,11 @@
 // A failed write (a full disk) is reported with the system's message; the
 // header is then brought in line with what reached the disk.
 //
+// Frames are gathered and handed to libsndfile in blocks of kBlockFrames
+// (a system call per device buffer would cost more than the audio itself);
+// UpdateHeader() and Close() write what is gathered first, so the header
+// never describes frames that are not in the file.
+//
 // "-" writes to standard output: any format into a regular file, and FLAC
 // or raw into a pipe (a WAV header must be rewritten at the end, which a
 // pipe cannot take back).
@@ -20,6 +25,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct sf_private_tag;
 
@@ -37,25 +43,34 @@ public:
     bool Open(const std::string& szPath, LRecordFormat eFormat, double fSampleRate, int nChannels,
               std::string* pszError);
     bool IsOpen() const { return m_pFile != nullptr; }
+    // Frames gathered before they are written: 16384 (0.37 s at 44100 Hz,
+    // 128 KiB of stereo float).
+    static constexpr std::uint64_t kBlockFrames = 16384;
+
     // Appends nFrames frames; false with *pszError set on a write error
     // (the frames that did reach the file are counted).
     bool Write(const float* pfFrames, std::uint64_t nFrames, std::string* pszError);
-    // Makes the header describe every frame written so far.
-    void UpdateHeader();
+    // Writes what is gathered and makes the header describe every frame;
+    // false with *pszError set on a write error.
+    bool UpdateHeader(std::string* pszError);
     // Completes and closes the file; false with *pszError set on an error.
     bool Close(std::string* pszError);
 
-    std::uint64_t Frames() const { return m_nFrames; }
+    // Frames appended, written or gathered.
+    std::uint64_t Frames() const { return m_nFrames + m_arBlock.size() / static_cast<std::size_t>(m_nChannels > 0 ? m_nChannels : 1); }
     double SampleRate() const { return m_fSampleRate; }
     const std::string& Path() const { return m_szPath; }
 
 private:
+    bool Flush(std::string* pszError);
+
     sf_private_tag* m_pFile = nullptr;
+    std::vector<float> m_arBlock;  // gathered frames, not yet written
     std::string m_szPath;
     LRecordFormat m_eFormat = LRecordFormat::WavFloat;
     int m_nChannels = 0;
     double m_fSampleRate = 0;
-    std::uint64_t m_nFrames = 0;  // frames in the file
+    std::uint64_t m_nFrames = 0;  // frames written to the file
     bool m_bSeekable = false;     // the header can be rewritten
 };
 

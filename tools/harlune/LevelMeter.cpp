@@ -9,6 +9,22 @@ LLevelMeter::LLevelMeter(int nChannels) : m_arPeaks(static_cast<std::size_t>(std
 
 void LLevelMeter::Add(const float* pfFrames, std::uint64_t nFrames) {
     const std::size_t nChannels = m_arPeaks.size();
+    if (nChannels == 2) {
+        // The device's own layout, on every buffer: kept branch-free so the
+        // compiler can vectorise it.
+        float fLeft = m_arPeaks[0], fRight = m_arPeaks[1];
+        std::uint64_t nClips = 0;
+        for (std::uint64_t i = 0; i < nFrames; ++i) {
+            const float a = std::fabs(pfFrames[2 * i]), b = std::fabs(pfFrames[2 * i + 1]);
+            fLeft = a > fLeft ? a : fLeft;
+            fRight = b > fRight ? b : fRight;
+            nClips += static_cast<std::uint64_t>(a >= 1.0f) + static_cast<std::uint64_t>(b >= 1.0f);
+        }
+        m_arPeaks[0] = fLeft;
+        m_arPeaks[1] = fRight;
+        m_nClips += nClips;
+        return;
+    }
     for (std::uint64_t i = 0; i < nFrames; ++i) {
         for (std::size_t c = 0; c < nChannels; ++c) {
             const float f = std::fabs(pfFrames[i * nChannels + c]);

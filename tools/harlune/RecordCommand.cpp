@@ -291,9 +291,15 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             LLogLine("record", szNote);
         }
         recording.arNotes.clear();
-        if (now - lastHeader >= std::chrono::seconds(1)) {
+        // Twice a second, so that with the loop's own pace a killed
+        // recorder never loses more than a second.
+        if (now - lastHeader >= std::chrono::milliseconds(500)) {
             lastHeader = now;
-            file.UpdateHeader();
+            std::string szHeaderError;
+            if (!file.UpdateHeader(&szHeaderError) && !recording.bFailed) {
+                recording.bFailed = true;
+                recording.szError = szHeaderError;
+            }
         }
         if (bLive) {
             LShowLiveLine(LiveLine(recording));

@@ -168,7 +168,7 @@ LAppendResult LRecordingFile::Append(const float* pfFrames, std::uint64_t nFrame
     return Write(pfFrames, nFrames, pszError);
 }
 
-void LRecordingFile::UpdateHeader() { m_writer.UpdateHeader(); }
+bool LRecordingFile::UpdateHeader(std::string* pszError) { return m_writer.UpdateHeader(pszError); }
 
 bool LRecordingFile::Finish(std::string* pszError) {
     // A recording that received nothing still leaves the file asked for,

@@ -59,8 +59,9 @@ public:
     bool CheckWritable(std::string* pszError) const;
     // Appends one buffer of the device's frames, played at fDeviceRate Hz.
     LAppendResult Append(const float* pfFrames, std::uint64_t nFrames, double fDeviceRate, std::string* pszError);
-    // Makes the current file's header describe everything written.
-    void UpdateHeader();
+    // Writes what the current file has gathered and makes its header
+    // describe it; false with *pszError set when the write fails.
+    bool UpdateHeader(std::string* pszError);
     // Completes the current file (flushing the converter); false with
     // *pszError set when it cannot be completed.
     bool Finish(std::string* pszError);
