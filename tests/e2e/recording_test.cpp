@@ -203,6 +203,8 @@ TEST_F(RecordingTest, MissingPiecesAndWrongOptionsAreSaidInWords) {
         {"unreadable file", "play " + (m_folder / "absent.wav") + " " + PlayerArgs(), 1,
          "cannot read '" + (m_folder / "absent.wav") + "'"},
         {"no file to record", "record", 2, "no file given"},
+        {"WAV into a pipe", "record - -q", 1,
+         "standard output is not a file, and WAV, 32-bit float needs to seek back to its header"},
         {"version", "record --version", 0, "harlune "},
         {"version", "play --version", 0, "harlune "},
         {"version", "helper --version", 0, "harlune "},
@@ -213,6 +215,30 @@ TEST_F(RecordingTest, MissingPiecesAndWrongOptionsAreSaidInWords) {
         EXPECT_EQ(nExit, c.nExit) << c.szName << ": " << szOutput;
         EXPECT_NE(szOutput.find(c.szWords), std::string::npos) << c.szName << ": " << szOutput;
     }
+}
+
+TEST_F(RecordingTest, RecordsIntoAPipeAndPlaysFromOne) {
+    tools::LChildProcess helper, recorder;
+    StartHelper(helper);
+    // The recorder's words go to standard error, here read as its output;
+    // the audio goes through the pipe into the file.
+    ASSERT_TRUE(recorder.Start("/bin/sh", {"-c", "exec 3>&1; " + Harlune() + " record - -f flac --frames 22050 -q 2>&3 | "
+                                                     "cat > " + (m_folder / "piped.flac")}));
+    ASSERT_TRUE(recorder.WaitForLine("registered", kStartTimeout)) << recorder.Output();
+    {
+        // A float WAV of the test signal, played from standard input.
+        audio::LAudioFileWriter writer;
+        std::string szError;
+        ASSERT_TRUE(writer.Open(m_folder / "signal.wav", audio::LRecordFormat::WavFloat, 44100, 2, &szError));
+        const std::vector<float> arSignal = Expected(22050);
+        ASSERT_TRUE(writer.Write(arSignal.data(), 22050, &szError));
+        ASSERT_TRUE(writer.Close(&szError));
+    }
+    const auto [nExit, szOutput] = Run("play - --fast " + PlayerArgs() + " < " + (m_folder / "signal.wav"));
+    EXPECT_EQ(nExit, 0) << szOutput;
+    EXPECT_EQ(recorder.Wait(kStartTimeout), 0) << recorder.Output();
+    const audio::LAudioFileContents contents = ReadFile(m_folder / "piped.flac");
+    EXPECT_LE(Difference(contents.arFrames, 22050), 1.5 / 8388608);
 }
 
 TEST_F(RecordingTest, ASecondHelperNamesTheOneRunningBeforeSayingReady) {

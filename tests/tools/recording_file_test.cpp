@@ -85,11 +85,16 @@ TEST(RecordingFile, LimitsCountWhatIsWrittenOverAllFiles) {
         std::uint64_t nFrameLimit;
         double fSecondsLimit;
         std::uint64_t nExpected; // frames in both files together
+        int nCalls;              // buffers of 512 until the limit is reported
     };
     const Case arCases[] = {
-        {"frames inside a buffer", 1000, 0, 1000},
-        {"frames across the change", 1500, 0, 1500},
-        {"seconds", 0, 0.02, 882}, // all within the first file, at 44100
+        {"frames inside a buffer", 1000, 0, 1000, 2},
+        {"frames across the change", 1500, 0, 1500, 3},
+        {"frames ending with a buffer", 1024, 0, 1024, 2},
+        {"seconds", 0, 0.02, 882, 2}, // all within the first file, at 44100
+        // Reported with the buffer that completes it, not with the next,
+        // which may never come.
+        {"seconds ending with a buffer", 0, 1024 / 44100.0, 1024, 2},
     };
     for (const Case& c : arCases) {
         LTempFolder folder;
@@ -101,10 +106,13 @@ TEST(RecordingFile, LimitsCountWhatIsWrittenOverAllFiles) {
         std::string szError;
         const std::vector<float> ar = Buffer(512);
         LAppendResult eLast = LAppendResult::Written;
-        for (int i = 0; i < 4 && eLast == LAppendResult::Written; ++i) {
-            eLast = file.Append(ar.data(), 512, i < 2 ? 44100 : 48000, &szError);
+        int nCalls = 0;
+        while (nCalls < 5 && eLast == LAppendResult::Written) {
+            eLast = file.Append(ar.data(), 512, nCalls < 2 ? 44100 : 48000, &szError);
+            ++nCalls;
         }
         EXPECT_EQ(eLast, LAppendResult::LimitReached) << c.szName;
+        EXPECT_EQ(nCalls, c.nCalls) << c.szName;
         EXPECT_EQ(file.Append(ar.data(), 512, 48000, &szError), LAppendResult::LimitReached) << c.szName;
         ASSERT_TRUE(file.Finish(&szError));
         EXPECT_EQ(file.TotalFrames(), c.nExpected) << c.szName;

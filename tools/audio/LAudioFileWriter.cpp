@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cmath>
 
 namespace harlune::audio {
@@ -22,11 +23,60 @@ std::string SystemWords(const char* szMessage) {
     return sz;
 }
 
+sf_count_t PipeLength(void* pUser) { return static_cast<LAudioFileWriter::PipeOutput*>(pUser)->nWritten; }
+
+sf_count_t PipeSeek(sf_count_t nOffset, int nWhence, void* pUser) {
+    auto* p = static_cast<LAudioFileWriter::PipeOutput*>(pUser);
+    const sf_count_t nTarget = nWhence == SEEK_SET ? nOffset : nWhence == SEEK_CUR ? p->nPosition + nOffset
+                                                                                  : p->nWritten + nOffset;
+    p->nPosition = nTarget < 0 ? 0 : nTarget;
+    return p->nPosition;
+}
+
+sf_count_t PipeRead(void*, sf_count_t, void*) { return 0; }
+
+sf_count_t PipeWrite(const void* pData, sf_count_t nBytes, void* pUser) {
+    auto* p = static_cast<LAudioFileWriter::PipeOutput*>(pUser);
+    if (p->nPosition != p->nWritten) {
+        // A rewrite of bytes already sent: dropped.
+        p->nPosition += nBytes;
+        return nBytes;
+    }
+    const auto* pBytes = static_cast<const char*>(pData);
+    sf_count_t nDone = 0;
+    while (nDone < nBytes) {
+        const ssize_t n = write(p->fd, pBytes + nDone, static_cast<std::size_t>(nBytes - nDone));
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            p->bFailed = true;
+            break;
+        }
+        nDone += n;
+    }
+    p->nWritten += nDone;
+    p->nPosition = p->nWritten;
+    return nDone;
+}
+
+sf_count_t PipeTell(void* pUser) { return static_cast<LAudioFileWriter::PipeOutput*>(pUser)->nPosition; }
+
 } // namespace
 
 LAudioFileWriter::~LAudioFileWriter() {
     std::string szIgnored;
     Close(&szIgnored);
+}
+
+bool LAudioFileWriter::CanWriteToStandardOutput(LRecordFormat eFormat, std::string* pszError) {
+    struct stat st {};
+    if (LCanStream(eFormat) || (fstat(STDOUT_FILENO, &st) == 0 && S_ISREG(st.st_mode))) {
+        return true;
+    }
+    *pszError = "standard output is not a file, and " + LDescribeRecordFormat(eFormat) +
+                " needs to seek back to its header: give --format flac or --format raw for a pipe";
+    return false;
 }
 
 bool LAudioFileWriter::Open(const std::string& szPath, LRecordFormat eFormat, double fSampleRate, int nChannels,
@@ -47,14 +97,18 @@ bool LAudioFileWriter::Open(const std::string& szPath, LRecordFormat eFormat, do
     info.format = LSndfileFormat(eFormat);
     SNDFILE* pFile = nullptr;
     if (szPath == "-") {
-        struct stat st {};
-        m_bSeekable = fstat(STDOUT_FILENO, &st) == 0 && S_ISREG(st.st_mode);
-        if (!m_bSeekable && !LCanStream(eFormat)) {
-            *pszError = "standard output is not a file: " + LDescribeRecordFormat(eFormat) +
-                        " needs to seek back to its header; write to a pipe with --format flac or --format raw";
+        if (!CanWriteToStandardOutput(eFormat, pszError)) {
             return false;
         }
-        pFile = sf_open_fd(STDOUT_FILENO, SFM_WRITE, &info, SF_FALSE);
+        struct stat st {};
+        m_bSeekable = fstat(STDOUT_FILENO, &st) == 0 && S_ISREG(st.st_mode);
+        if (m_bSeekable) {
+            pFile = sf_open_fd(STDOUT_FILENO, SFM_WRITE, &info, SF_FALSE);
+        } else {
+            static SF_VIRTUAL_IO pipeIO = {PipeLength, PipeSeek, PipeRead, PipeWrite, PipeTell};
+            m_pipe = PipeOutput{STDOUT_FILENO, 0, 0, false};
+            pFile = sf_open_virtual(&pipeIO, SFM_WRITE, &info, &m_pipe);
+        }
     } else {
         m_bSeekable = true;
         pFile = sf_open(szPath.c_str(), SFM_WRITE, &info);

@@ -43,6 +43,9 @@ public:
     bool Open(const std::string& szPath, LRecordFormat eFormat, double fSampleRate, int nChannels,
               std::string* pszError);
     bool IsOpen() const { return m_pFile != nullptr; }
+    // Whether "-" can take eFormat: false with *pszError set when standard
+    // output is a pipe or terminal and the format needs to seek.
+    static bool CanWriteToStandardOutput(LRecordFormat eFormat, std::string* pszError);
     // Frames gathered before they are written: 16384 (0.37 s at 44100 Hz,
     // 128 KiB of stereo float).
     static constexpr std::uint64_t kBlockFrames = 16384;
@@ -61,6 +64,16 @@ public:
     double SampleRate() const { return m_fSampleRate; }
     const std::string& Path() const { return m_szPath; }
 
+    // Standard output when it is a pipe: written straight through, and the
+    // header rewrites a format makes at the end (which a pipe cannot take
+    // back) are dropped instead of landing after the audio.
+    struct PipeOutput {
+        int fd = -1;
+        std::int64_t nWritten = 0;   // bytes sent down the pipe
+        std::int64_t nPosition = 0;  // where the format believes it writes
+        bool bFailed = false;        // a write to the pipe failed
+    };
+
 private:
     bool Flush(std::string* pszError);
 
@@ -72,6 +85,7 @@ private:
     double m_fSampleRate = 0;
     std::uint64_t m_nFrames = 0;  // frames written to the file
     bool m_bSeekable = false;     // the header can be rewritten
+    PipeOutput m_pipe;            // used when writing to a pipe
 };
 
 } // namespace harlune::audio

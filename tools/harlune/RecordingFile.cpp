@@ -27,7 +27,7 @@ LRecordingFile::LRecordingFile(LRecordingOptions options, LNote note)
 
 bool LRecordingFile::CheckWritable(std::string* pszError) const {
     if (m_options.szPath == "-") {
-        return true;
+        return audio::LAudioFileWriter::CanWriteToStandardOutput(m_options.eFormat, pszError);
     }
     const std::size_t nSlash = m_options.szPath.rfind('/');
     const std::string szFolder = nSlash == std::string::npos ? "." : m_options.szPath.substr(0, std::max<std::size_t>(nSlash, 1));
@@ -113,7 +113,10 @@ LAppendResult LRecordingFile::Write(const float* pfFrames, std::uint64_t nFrames
     if (!bOk) {
         return LAppendResult::Failed;
     }
-    if (nTake < nFrames || (m_options.nFrameLimit != 0 && m_nTotalFrames >= m_options.nFrameLimit)) {
+    // Within half a frame of the duration is the duration.
+    const bool bSecondsDone =
+        m_options.fSecondsLimit > 0 && TotalSeconds() + 0.5 / m_writer.SampleRate() >= m_options.fSecondsLimit;
+    if (nTake < nFrames || (m_options.nFrameLimit != 0 && m_nTotalFrames >= m_options.nFrameLimit) || bSecondsDone) {
         m_bLimitReached = true;
         return LAppendResult::LimitReached;
     }
