@@ -27,9 +27,9 @@ TEST_F(RecorderTest, ReplacedRecorderFinishesItsFileAndEnds) {
     StartRecorder(second, "second.wav");
     EXPECT_EQ(first.Wait(kStartTimeout), kExitReplaced) << first.Output();
     // The file is complete and holds what was played before the handover.
-    wav::LWavAudio audio;
+    audio::LAudioFileContents audio;
     std::string szError;
-    ASSERT_TRUE(wav::LReadWavFile(m_folder / "first.wav", &audio, &szError)) << szError;
+    ASSERT_TRUE(audio::LReadAudioFile(m_folder / "first.wav", &audio, &szError)) << szError;
     EXPECT_EQ(audio.arFrames.size(), 512u * 8 * 2);
     EXPECT_EQ(helper.Wait(std::chrono::milliseconds(0)), -1) << "the helper is still running";
     StopAndRead(second, "second.wav");
@@ -74,10 +74,7 @@ TEST_P(RecorderBoundTest, RecordingThatReceivesNothingEndsAfterItsLengthAndTheGr
     // machine's start-up: far below the wait that never ends.
     EXPECT_EQ(recorder.Wait(kStartTimeout), kExitIncomplete) << recorder.Output();
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1) + tools::LRecordingBound::kGrace);
-    wav::LWavAudio audio;
-    std::string szError;
-    ASSERT_TRUE(wav::LReadWavFile(m_folder / "nothing.wav", &audio, &szError)) << szError;
-    EXPECT_TRUE(audio.arFrames.empty());
+    EXPECT_EQ(recorder.Output().find("receiving"), std::string::npos) << recorder.Output();
 }
 
 INSTANTIATE_TEST_SUITE_P(Limits, RecorderBoundTest,
