@@ -100,4 +100,16 @@ bool LParseOptionNumber(const std::string& szOption, const std::string& szText, 
 
 const char* LVersionText() { return "harlune " HARLUNE_VERSION; }
 
+bool LIsHelpOrVersion(const std::string& szArg, const char* szUsage) {
+    if (szArg == "--help" || szArg == "-h") {
+        std::fputs(szUsage, stdout);
+        return true;
+    }
+    if (szArg == "--version") {
+        std::printf("%s\n", LVersionText());
+        return true;
+    }
+    return false;
+}
+
 } // namespace harlune::tools

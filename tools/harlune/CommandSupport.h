@@ -36,6 +36,10 @@ bool LParseOptionNumber(const std::string& szOption, const std::string& szText, 
 
 // The version line every command prints for --version.
 const char* LVersionText();
+// For -h/--help prints szUsage, for --version the version line, both on
+// standard output; true when szArg was one of them (the command then ends
+// with status 0).
+bool LIsHelpOrVersion(const std::string& szArg, const char* szUsage);
 
 } // namespace harlune::tools
 

@@ -54,8 +54,7 @@ int LRunDemoCommand(const std::vector<std::string>& arArgs) {
     hostOptions.szBundlePath = LDefaultBundlePath();
     for (std::size_t i = 0; i < arArgs.size(); ++i) {
         const std::string& szArg = arArgs[i];
-        if (szArg == "--help" || szArg == "-h") {
-            std::fputs(kUsage, stdout);
+        if (LIsHelpOrVersion(szArg, kUsage)) {
             return 0;
         } else if (szArg == "--seconds" && i + 1 < arArgs.size() && LParseNumber(arArgs[i + 1], &fSeconds) &&
                    fSeconds > 0 && fSeconds <= 3600) {

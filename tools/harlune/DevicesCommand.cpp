@@ -176,11 +176,7 @@ int LRunDevicesCommand(const std::vector<std::string>& arArgs) {
     for (std::size_t i = 0; i < arArgs.size(); ++i) {
         const std::string& szArg = arArgs[i];
         const bool bHasNext = i + 1 < arArgs.size();
-        if (szArg == "--help" || szArg == "-h") {
-            std::fputs(kUsage, stdout);
-            return 0;
-        } else if (szArg == "--version") {
-            std::printf("%s\n", LVersionText());
+        if (LIsHelpOrVersion(szArg, kUsage)) {
             return 0;
         } else if (szArg == "-v" || szArg == "--verbose") {
             options.bVerbose = true;

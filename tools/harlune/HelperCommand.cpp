@@ -25,12 +25,7 @@ const char kUsage[] =
 
 int LRunHelperCommand(const std::vector<std::string>& arArgs) {
     for (const std::string& szArg : arArgs) {
-        if (szArg == "--help" || szArg == "-h") {
-            std::fputs(kUsage, stdout);
-            return 0;
-        }
-        if (szArg == "--version") {
-            std::printf("%s\n", LVersionText());
+        if (LIsHelpOrVersion(szArg, kUsage)) {
             return 0;
         }
         std::fprintf(stderr, "harlune helper: unexpected argument '%s'\n\n%s", szArg.c_str(), kUsage);

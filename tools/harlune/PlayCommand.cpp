@@ -89,11 +89,7 @@ int LRunPlayCommand(const std::vector<std::string>& arArgs) {
             }
             return LParseOptionNumber(szArg, arArgs[++i], fMin, fMax, pf, &szError);
         };
-        if (szArg == "--help" || szArg == "-h") {
-            std::fputs(kUsage, stdout);
-            return 0;
-        } else if (szArg == "--version") {
-            std::printf("%s\n", LVersionText());
+        if (LIsHelpOrVersion(szArg, kUsage)) {
             return 0;
         } else if (szArg == "-r" || szArg == "--rate") {
             if (!number(1000, 768000, &fRate)) {

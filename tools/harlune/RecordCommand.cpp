@@ -110,11 +110,7 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         const std::string& szArg = arArgs[i];
         const bool bNext = i + 1 < arArgs.size();
         auto needValue = [&]() { return bNext ? true : (szError = szArg + " needs a value", false); };
-        if (szArg == "--help" || szArg == "-h") {
-            std::fputs(kUsage, stdout);
-            return 0;
-        } else if (szArg == "--version") {
-            std::printf("%s\n", LVersionText());
+        if (LIsHelpOrVersion(szArg, kUsage)) {
             return 0;
         } else if (szArg == "-f" || szArg == "--format") {
             if (!needValue()) {
