@@ -63,6 +63,20 @@ void LShowLiveLine(const std::string& szText) {
     std::fflush(stderr);
 }
 
+void LPrintLine(std::FILE* pStream, const std::string& szText) {
+    std::lock_guard<std::mutex> lock(gmtxStderr);
+    if (!gszLiveLine.empty()) {
+        std::fputs("\r\033[K", stderr);
+        std::fflush(stderr);
+    }
+    std::fprintf(pStream, "%s\n", szText.c_str());
+    std::fflush(pStream);
+    if (!gszLiveLine.empty()) {
+        std::fputs(gszLiveLine.c_str(), stderr);
+        std::fflush(stderr);
+    }
+}
+
 void LEndLiveLine() {
     std::lock_guard<std::mutex> lock(gmtxStderr);
     if (!gszLiveLine.empty()) {

@@ -5,6 +5,7 @@
 #define HARLUNE_TOOLS_COMMANDSUPPORT_H
 
 #include <chrono>
+#include <cstdio>
 #include <string>
 
 namespace harlune::tools {
@@ -25,6 +26,10 @@ void LLogLine(const char* szName, const std::string& szText);
 void LShowLiveLine(const std::string& szText);
 // Ends the live line: the next output starts on a line of its own.
 void LEndLiveLine();
+// Writes szText and a newline to pStream (standard output, for scripts)
+// without breaking into the live line: it is cleared first and drawn again
+// after (thread-safe).
+void LPrintLine(std::FILE* pStream, const std::string& szText);
 
 // Parses a whole decimal number; false on anything else.
 bool LParseNumber(const std::string& szText, double* pfValue);

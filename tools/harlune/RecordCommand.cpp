@@ -232,8 +232,9 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     };
     sink.volume = [pWords](double fVolume) {
         // One line each, for people and scripts alike.
-        std::fprintf(pWords, "volume: %.6f\n", fVolume);
-        std::fflush(pWords);
+        char sz[64];
+        std::snprintf(sz, sizeof sz, "volume: %.6f", fVolume);
+        LPrintLine(pWords, sz);
     };
     sink.log = [](const std::string& szLine) { LLogLine("record", szLine); };
 
@@ -267,8 +268,7 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             // Readiness for scripts: a line each time the recorder
             // (re)registers with the helper service.
             if (bRegistered) {
-                std::fprintf(pWords, "registered\n");
-                std::fflush(pWords);
+                LPrintLine(pWords, "registered");
             }
         }
         if (!bRegistered && !bToldNoHelper && now - start >= std::chrono::seconds(1) &&
@@ -280,8 +280,7 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         if (!bReceiving && file.TotalFrames() > 0) {
             // For scripts too: audio arrives, so a plug-in has found us.
             bReceiving = true;
-            std::fprintf(pWords, "receiving\n");
-            std::fflush(pWords);
+            LPrintLine(pWords, "receiving");
         }
         for (const std::string& szNote : recording.arNotes) {
             LLogLine("record", szNote);
