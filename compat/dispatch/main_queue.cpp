@@ -1,10 +1,12 @@
-// The main queue: a serial queue whose drains run on a dedicated thread.
+// The main queue: a serial queue drained by the process's main thread.
 //
-// Apple's main queue runs on the process's main thread, which must call
-// dispatch_main() or run a run loop. Programs here (the plug-in's host, the
-// tools, the tests) mostly never do, so the main queue gets a thread of its
-// own, started on first use; dispatch_main() merely parks its caller.
+// As on Apple's platform, work submitted to the main queue runs only when the
+// main thread calls dispatch_main() or runs the main run loop
+// (CFRunLoopRun, CFRunLoopRunInMode); a program that does neither never runs
+// it. The queue's root keeps the drains the serial queue submits and hands
+// them to the main thread in order.
 
+#include "main_thread.h"
 #include "serial_queue.h"
 
 #include <dispatch/queue.h>
@@ -14,55 +16,79 @@
 
 #include <condition_variable>
 #include <cstdio>
-#include <cstring>
 #include <deque>
 #include <mutex>
 
 namespace harlune::dispatch {
 namespace {
 
-// A root queue running its work in FIFO order on one thread of its own. The
-// thread is started by the first push (and retried by later ones if it could
-// not be started), and never exits.
-class ThreadQueue final : public Queue {
+// The root of the main queue: FIFO work for the main thread, and the run
+// state of the main thread's loop (stop requests, wake-ups, nesting).
+class MainThreadRoot final : public Queue {
  public:
-  explicit ThreadQueue(const char* label) : Queue(label, Lifetime::immortal) {}
+  MainThreadRoot() : Queue("dispatch.main", Lifetime::immortal) {}
 
   void push(Work work, bool barrier) noexcept override {
     (void)barrier;
     std::lock_guard<std::mutex> lock(mutex_);
     pending_.push_back(work);
-    if (!started_) {
-      start_locked();
+    changed_.notify_all();
+  }
+
+  // Only the main thread drains this queue, so on the main thread waiting
+  // for it always waits for the calling thread itself.
+  bool drained_only_by_calling_thread() noexcept override { return is_main_thread(); }
+
+  MainRunEnd run(std::chrono::steady_clock::time_point deadline, bool return_after_work, bool honour_stop) noexcept {
+    std::unique_lock<std::mutex> lock(mutex_);
+    MainRunEnd end = MainRunEnd::timed_out;
+    for (;;) {
+      if (honour_stop && stop_pending_) {
+        stop_pending_ = false;
+        end = MainRunEnd::stopped;
+        break;
+      }
+      if (!pending_.empty() && draining_ == 0) {
+        if (drain_batch_locked(lock) && return_after_work) {
+          end = MainRunEnd::handled_work;
+          break;
+        }
+        continue;
+      }
+      const unsigned long wakeups = wakeups_;
+      const auto woken = [&] {
+        return (honour_stop && stop_pending_) || wakeups_ != wakeups || (!pending_.empty() && draining_ == 0);
+      };
+      if (deadline == std::chrono::steady_clock::time_point::max()) {
+        // No deadline: a plain wait, which no clock conversion can overflow.
+        changed_.wait(lock, woken);
+      } else if (!changed_.wait_until(lock, deadline, woken)) {
+        break;
+      }
     }
-    work_available_.notify_one();
+    return end;
+  }
+
+  void stop() noexcept {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stop_pending_ = true;
+    changed_.notify_all();
+  }
+
+  void wake() noexcept {
+    std::lock_guard<std::mutex> lock(mutex_);
+    ++wakeups_;
+    changed_.notify_all();
   }
 
  private:
-  void start_locked() noexcept {
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_t thread;
-    const int error = pthread_create(&thread, &attributes, &ThreadQueue::thread_main, this);
-    pthread_attr_destroy(&attributes);
-    started_ = error == 0;
-    if (!started_) {
-      std::fprintf(stderr, "dispatch: cannot start the main queue's thread (%s); retrying on the next submission\n",
-                   std::strerror(error));
-    }
-  }
-
-  static void* thread_main(void* queue) {
-    pthread_setname_np(pthread_self(), "dispatch.main");
-    static_cast<ThreadQueue*>(queue)->serve();
-    return nullptr;
-  }
-
-  void serve() noexcept {
-    std::unique_lock<std::mutex> lock(mutex_);
-    for (;;) {
-      work_available_.wait(lock, [this] { return !pending_.empty(); });
+  // Runs the work that is queued now (not what it queues in turn, so a
+  // run that returns after work does return). True when anything ran.
+  bool drain_batch_locked(std::unique_lock<std::mutex>& lock) noexcept {
+    std::size_t count = pending_.size();
+    bool ran = false;
+    ++draining_;
+    while (count-- > 0 && !pending_.empty()) {
       Work work = pending_.front();
       pending_.pop_front();
       lock.unlock();
@@ -70,24 +96,55 @@ class ThreadQueue final : public Queue {
         RunningScope scope(this, true);
         work.run();
       }
+      ran = true;
       lock.lock();
     }
+    --draining_;
+    return ran;
   }
 
   std::mutex mutex_;
-  std::condition_variable work_available_;
+  std::condition_variable changed_;  // new work, a stop request, a wake-up
   std::deque<Work> pending_;
-  bool started_ = false;
+  unsigned draining_ = 0;        // nesting depth of drains on the main thread
+  unsigned long wakeups_ = 0;    // counts wake-ups, so a waiting run notices one
+  bool stop_pending_ = false;    // a stop for the innermost stoppable run
 };
 
-SerialQueue& main_queue() {
+MainThreadRoot& main_root() {
   // Immortal and never destroyed, like the global queues.
-  static SerialQueue* const queue =
-      new SerialQueue("com.apple.main-thread", new ThreadQueue("dispatch.main"), Object::Lifetime::immortal);
+  static MainThreadRoot* const root = new MainThreadRoot();
+  return *root;
+}
+
+SerialQueue& main_queue() {
+  static SerialQueue* const queue = new SerialQueue("com.apple.main-thread", &main_root(), Object::Lifetime::immortal);
   return *queue;
 }
 
 }  // namespace
+
+bool is_main_thread() noexcept {
+  return pthread_main_np() != 0;
+}
+
+MainRunEnd run_main_thread(std::chrono::steady_clock::time_point deadline, bool return_after_work,
+                           bool honour_stop) noexcept {
+  if (!is_main_thread()) {
+    return MainRunEnd::not_main_thread;
+  }
+  main_queue();  // The queue exists before its root is run.
+  return main_root().run(deadline, return_after_work, honour_stop);
+}
+
+void stop_main_thread() noexcept {
+  main_root().stop();
+}
+
+void wake_main_thread() noexcept {
+  main_root().wake();
+}
+
 }  // namespace harlune::dispatch
 
 extern "C" dispatch_queue_t dispatch_get_main_queue(void) noexcept {
@@ -96,9 +153,16 @@ extern "C" dispatch_queue_t dispatch_get_main_queue(void) noexcept {
 }
 
 extern "C" void dispatch_main(void) {
-  // The main queue already runs on its own thread; all that is left is to
-  // keep the caller from returning, while still letting signal handlers run.
+  using namespace harlune::dispatch;
+  if (!is_main_thread()) {
+    // Apple's implementation requires the main thread. Parking the caller
+    // keeps the promise never to return without draining anything here.
+    std::fprintf(stderr, "dispatch_main: called on a thread other than the main thread; parking it\n");
+    for (;;) {
+      pause();
+    }
+  }
   for (;;) {
-    pause();
+    run_main_thread(std::chrono::steady_clock::time_point::max(), false, false);
   }
 }

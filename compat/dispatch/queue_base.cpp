@@ -41,8 +41,8 @@ void Queue::run_sync(Work work, bool barrier) noexcept {
     // running the work in place keeps the process alive and still runs it
     // exclusively, because the calling thread holds the queue.
     std::fprintf(stderr,
-                 "dispatch_sync: called on queue \"%s\" by work already running on it; running the block at once "
-                 "instead of deadlocking\n",
+                 "dispatch_sync: called on queue \"%s\" by a thread it would wait for (work already running on it, "
+                 "or the main thread for the main queue); running the block at once instead of deadlocking\n",
                  label());
     RunningScope scope(this, true);
     work.run();
@@ -62,7 +62,7 @@ bool Queue::held_by_calling_thread() noexcept {
   Queue* queue = this;
   bool held = false;
   while (queue != nullptr && !held) {
-    held = RunningScope::holds_exclusively(queue);
+    held = RunningScope::holds_exclusively(queue) || queue->drained_only_by_calling_thread();
     Queue* next = held ? nullptr : queue->copy_target();
     queue->release();
     queue = next;

@@ -29,6 +29,11 @@ class Queue : public Object {
   // Runs `work` in the queue's order and returns once it ran.
   virtual void run_sync(Work work, bool barrier) noexcept;
 
+  // True for a root queue that only the calling thread can drain, so that
+  // waiting for it would wait for the caller (the main queue's root on the
+  // main thread).
+  virtual bool drained_only_by_calling_thread() noexcept { return false; }
+
   // Returns the queue's target with a reference the caller releases, or
   // null for a queue at the root of its tree.
   virtual Queue* copy_target() noexcept { return nullptr; }

@@ -4,6 +4,8 @@
 
 #include <Block.h>
 
+#include <new>
+
 namespace harlune::xpc {
 
 EventPump::EventPump(PumpClient& client, const char* label) noexcept : client_(client), label_(label) {}
@@ -77,7 +79,12 @@ void EventPump::set_suspended(bool suspended) noexcept {
   submit(queue);
 }
 
-bool EventPump::push_event(Object* event) noexcept {
+uint64_t EventPump::backlog_bytes() noexcept {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return event_bytes_;
+}
+
+bool EventPump::push_event(Object* event, uint64_t bytes) noexcept {
   bool below_high_water = true;
   dispatch_queue_t queue = nullptr;
   {
@@ -87,12 +94,13 @@ bool EventPump::push_event(Object* event) noexcept {
       return true;
     }
     try {
-      items_.push_back(Item{Kind::event, event, nullptr});
+      items_.push_back(Item{Kind::event, event, nullptr, bytes});
     } catch (...) {
       event->release();
       return true;
     }
-    if (++events_ >= kHighWater) {
+    event_bytes_ += bytes;
+    if (++events_ >= kHighWater || event_bytes_ >= kHighWaterBytes) {
       full_ = true;
       below_high_water = false;
     }
@@ -126,6 +134,7 @@ void EventPump::push_final(Object* error, bool discard_events) noexcept {
       }
       items_.swap(kept);
       events_ = 0;
+      event_bytes_ = 0;
     }
     items_.push_back(Item{Kind::final, error, nullptr});
     queue = claim_drain_locked();
@@ -134,6 +143,36 @@ void EventPump::push_final(Object* error, bool discard_events) noexcept {
     discard(item);
   }
   submit(queue);
+}
+
+void EventPump::run_callbacks_on(dispatch_queue_t queue) noexcept {
+  std::deque<Item> callbacks;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::deque<Item> kept;
+    for (Item& item : items_) {
+      (item.kind == Kind::reply || item.kind == Kind::barrier ? callbacks : kept).push_back(item);
+    }
+    items_.swap(kept);
+  }
+  for (Item& item : callbacks) {
+    if (auto* copy = new (std::nothrow) Item(item)) {
+      dispatch_async_f(queue, copy, &EventPump::run_detached);
+    } else {
+      discard(item);
+    }
+  }
+}
+
+void EventPump::run_detached(void* context) {
+  auto* item = static_cast<Item*>(context);
+  if (item->kind == Kind::reply) {
+    reinterpret_cast<xpc_handler_t>(item->block)(to_handle(item->object));
+  } else {
+    reinterpret_cast<dispatch_block_t>(item->block)();
+  }
+  discard(*item);
+  delete item;
 }
 
 void EventPump::push(Item item) noexcept {
@@ -194,7 +233,8 @@ void EventPump::drain() noexcept {
       items_.pop_front();
       if (item.kind == Kind::event) {
         --events_;
-        if (full_ && events_ <= kLowWater) {
+        event_bytes_ -= item.bytes;
+        if (full_ && events_ <= kLowWater && event_bytes_ <= kLowWaterBytes) {
           full_ = false;
           drained = true;
         }

@@ -15,6 +15,7 @@ using harlune::test::PrintTo;
 
 using harlune::test::after_ns;
 using harlune::test::wait_bounded;
+using harlune::test::wait_bounded_serving_main;
 
 struct TimeoutCase {
   const char* name;
@@ -105,7 +106,7 @@ TEST(GroupNotify, OnAnEmptyGroupRunsAtOnce) {
   dispatch_group_t group = dispatch_group_create();
   dispatch_semaphore_t done = dispatch_semaphore_create(0);
   dispatch_group_notify_f(group, dispatch_get_main_queue(), done, &signal_semaphore);
-  EXPECT_TRUE(wait_bounded(done));
+  EXPECT_TRUE(wait_bounded_serving_main(done));
   dispatch_release(group);
   dispatch_release(done);
 }

@@ -12,6 +12,7 @@
 namespace {
 
 using harlune::test::PrintTo;
+using harlune::test::sync_serving_main;
 
 struct SameQueueCase {
   const char* name;
@@ -73,7 +74,7 @@ TEST_P(QueueLabels, AreReportedForTheQueueAndFromItsRunningWork) {
   dispatch_queue_t queue = GetParam().make();
   EXPECT_STREQ(dispatch_queue_get_label(queue), GetParam().label);
   __block std::string current;
-  dispatch_sync(queue, ^{
+  sync_serving_main(queue, ^{
     current = dispatch_queue_get_label(DISPATCH_CURRENT_QUEUE_LABEL);
   });
   EXPECT_EQ(current, GetParam().label);

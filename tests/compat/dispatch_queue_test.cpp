@@ -20,6 +20,8 @@ using harlune::test::PrintTo;
 
 using harlune::test::after_ns;
 using harlune::test::wait_bounded;
+using harlune::test::sync_serving_main;
+using harlune::test::wait_bounded_serving_main;
 
 // What a set of supposedly exclusive work items did. `entries` is written
 // without a lock on purpose: only mutual exclusion (plus the queue's
@@ -208,7 +210,7 @@ TEST_P(SyncSubmission, ReturnsAfterTheBlockRanAndSeesItsEffects) {
     }
   }
   __block int seen = -1;
-  dispatch_sync(queue, ^{
+  sync_serving_main(queue, ^{
     seen = *counter_ptr;
     *counter_ptr = 1000;
   });
@@ -335,7 +337,7 @@ TEST(TargetQueue, MainQueueCannotBeRetargeted) {
   dispatch_async(dispatch_get_main_queue(), ^{
     dispatch_semaphore_signal(ran);
   });
-  EXPECT_TRUE(wait_bounded(ran));
+  EXPECT_TRUE(wait_bounded_serving_main(ran));
   dispatch_resume(stuck);
   dispatch_release(stuck);
   dispatch_release(ran);

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <CoreFoundation/CFRunLoop.h>
 #include <dispatch/dispatch.h>
 #include <mach/mach_time.h>
 
@@ -30,7 +31,9 @@ inline bool wait_bounded(dispatch_group_t group) {
 }
 
 // Polls `done` until it holds or kBound passes; for effects that have no
-// event to wait on, such as a block copy being released after its run.
+// event to wait on, such as a block copy being released after its run. On
+// the main thread (where test bodies run) it runs the main run loop while it
+// waits, because main-queue work runs only then.
 template <class Done>
 bool eventually(Done done) {
   const uint64_t deadline = mach_absolute_time() + static_cast<uint64_t>(kBound);
@@ -38,9 +41,35 @@ bool eventually(Done done) {
     if (mach_absolute_time() > deadline) {
       return false;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.001, true) == kCFRunLoopRunFinished) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
   }
   return true;
+}
+
+// wait_bounded for work that may be on the main queue: the main thread runs
+// its run loop while it waits.
+inline bool wait_bounded_serving_main(dispatch_semaphore_t semaphore) {
+  return eventually([semaphore] { return dispatch_semaphore_wait(semaphore, DISPATCH_TIME_NOW) == 0; });
+}
+
+// dispatch_sync that works for the main queue too: on the main thread a
+// dispatch_sync onto the main queue would wait for itself, so another thread
+// makes the call while the main thread runs its run loop.
+inline void sync_serving_main(dispatch_queue_t queue, dispatch_block_t block) {
+  if (queue != dispatch_get_main_queue()) {
+    dispatch_sync(queue, block);
+    return;
+  }
+  dispatch_semaphore_t done = dispatch_semaphore_create(0);
+  std::thread caller([queue, block, done] {
+    dispatch_sync(queue, block);
+    dispatch_semaphore_signal(done);
+  });
+  wait_bounded_serving_main(done);
+  caller.join();
+  dispatch_release(done);
 }
 
 // Names a table-driven case by its `name` in test output, instead of by its

@@ -1,5 +1,6 @@
 // harlune: the command-line face of the Harlune virtual device.
 #include "tools/harlune/Commands.h"
+#include "tools/harlune/CommandSupport.h"
 
 #include <cstdio>
 #include <cstring>
@@ -12,15 +13,15 @@ const char kUsage[] =
     "usage: harlune COMMAND [ARGS]\n"
     "\n"
     "commands:\n"
-    "  devices   print the driver's objects and properties, or set one (--set)\n"
     "  helper    run the helper service in the foreground\n"
-    "  record    record what the device plays into a WAV file\n"
-    "  play      play a WAV file or a test signal into the device\n"
+    "  devices   show the device; -v its objects and properties; --set one\n"
+    "  record    record what the device plays into a WAV, FLAC or raw file\n"
+    "  play      play an audio file or a test signal into the device\n"
     "  demo      play a signal through the device into a recorder and check it bit for bit\n"
     "  report    print what a bug report would carry (--url: the bug-report address)\n"
     "  help      this text\n"
     "\n"
-    "Run `harlune COMMAND --help` for a command's options.\n";
+    "Run `harlune COMMAND --help` for a command's options; `harlune --version`.\n";
 
 struct Command {
     const char* szName;
@@ -40,6 +41,10 @@ int main(int argc, char** argv) {
         std::strcmp(argv[1], "-h") == 0) {
         std::fputs(kUsage, argc < 2 ? stderr : stdout);
         return argc < 2 ? 2 : 0;
+    }
+    if (std::strcmp(argv[1], "--version") == 0) {
+        std::printf("%s\n", harlune::tools::LVersionText());
+        return 0;
     }
     const std::vector<std::string> arArgs(argv + 2, argv + argc);
     for (const Command& command : kCommands) {

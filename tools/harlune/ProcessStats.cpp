@@ -5,7 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <string>
+
+#include <unistd.h>
 
 namespace harlune::tools {
 namespace {
@@ -42,5 +45,28 @@ long LCountDescriptors(pid_t pid) {
 long LResidentKiB(pid_t pid) { return StatusField(pid, "VmRSS:"); }
 
 long LThreadCount(pid_t pid) { return StatusField(pid, "Threads:"); }
+
+double LCpuSeconds(pid_t pid) {
+    std::ifstream in(ProcFolder(pid) + "/stat");
+    std::string szStat;
+    std::getline(in, szStat);
+    // The name in parentheses may hold spaces; the fields after it are
+    // state (3), ... utime (14) and stime (15), counted from the pid.
+    const std::size_t nClose = szStat.rfind(')');
+    if (nClose == std::string::npos) {
+        return -1;
+    }
+    std::istringstream fields(szStat.substr(nClose + 2));
+    std::string szField;
+    unsigned long long qwUser = 0, qwSystem = 0;
+    for (int i = 3; i <= 15 && fields >> szField; ++i) {
+        if (i == 14) {
+            qwUser = std::strtoull(szField.c_str(), nullptr, 10);
+        } else if (i == 15) {
+            qwSystem = std::strtoull(szField.c_str(), nullptr, 10);
+        }
+    }
+    return static_cast<double>(qwUser + qwSystem) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
 
 } // namespace harlune::tools

@@ -1,5 +1,5 @@
 // ProcessStats.h: what a process holds, read from /proc: open descriptors,
-// resident memory and threads. For the soak benchmark and the fault tests,
+// resident memory, threads and CPU time. For the soak benchmark and the fault tests,
 // which watch the host and the helper service for growth. pid 0 is the
 // calling process. Each answers -1 when the process cannot be read.
 #ifndef HARLUNE_TOOLS_PROCESSSTATS_H
@@ -12,6 +12,8 @@ namespace harlune::tools {
 long LCountDescriptors(pid_t pid);
 long LResidentKiB(pid_t pid);
 long LThreadCount(pid_t pid);
+// User and system CPU time the process has used so far, in seconds.
+double LCpuSeconds(pid_t pid);
 
 } // namespace harlune::tools
 

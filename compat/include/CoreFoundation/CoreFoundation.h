@@ -17,6 +17,7 @@
 #include <CoreFoundation/CFPreferences.h>
 #include <CoreFoundation/CFPlugInCOM.h>
 #include <CoreFoundation/CFPropertyList.h>
+#include <CoreFoundation/CFRunLoop.h>
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFURL.h>
 #include <CoreFoundation/CFUUID.h>

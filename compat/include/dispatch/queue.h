@@ -9,7 +9,11 @@
  *     submission order and lets items run at the same time; a barrier item
  *     waits for everything before it and runs alone.
  *   - The global queues are concurrent queues that feed the pool directly.
- *   - The main queue is a serial queue with a thread of its own.
+ *   - The main queue is a serial queue whose work runs on the process's main
+ *     thread, only while that thread is in dispatch_main() or runs the main
+ *     run loop (CFRunLoopRun, CFRunLoopRunInMode; see CFRunLoop.h). A
+ *     program that does neither never runs main-queue work, as on Apple's
+ *     platform.
  * Every function here is thread-safe. A queue made by dispatch_queue_create
  * is released by the caller with dispatch_release; work already submitted
  * keeps it alive until that work ran.
@@ -23,10 +27,11 @@
  * Differences from Apple's platform:
  *   - All global queues, whatever their priority or QoS class, share one pool
  *     and run at the same scheduling priority.
- *   - The main queue is drained by a dedicated thread started on first use,
- *     not by the process's main thread, so programs that never call
- *     dispatch_main() still see their main-queue work run. dispatch_main()
- *     only parks the calling thread for good.
+ *   - The main thread is the thread whose kernel thread id is the process
+ *     id. dispatch_main() drains the main queue on it for good; called on
+ *     another thread it reports the mistake on stderr and parks that thread.
+ *     dispatch_sync onto the main queue from the main thread would wait for
+ *     itself; it is reported and runs the block at once (see below).
  *   - dispatch_sync always runs the block on a worker thread of the queue
  *     (except on a global queue, where it runs on the calling thread). Called
  *     from work that already holds the queue, or a serial queue it targets,
@@ -109,7 +114,7 @@ DISPATCH_EXPORT void dispatch_barrier_sync_f(dispatch_queue_t queue, void *conte
 DISPATCH_EXPORT void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void *context,
                                       dispatch_function_t work) DISPATCH_NOTHROW;
 
-/* Never returns: parks the calling thread while the queues go on working. */
+/* Never returns: the main thread runs the main queue's work for good. */
 DISPATCH_EXPORT DISPATCH_NORETURN void dispatch_main(void);
 
 #ifdef __BLOCKS__
