@@ -93,6 +93,7 @@ CFStringRef CFCopyTypeIDDescription(CFTypeID typeID) {
         static const char *const names[kTypeIDCount] = {
             nullptr,    "CFType", "CFAllocator", "CFNull", "CFString", "CFBoolean", "CFNumber", "CFUUID",
             "CFData", "CFDate", "CFArray",     "CFDictionary", "CFURL", "CFError", "CFBundle",
+            "CFLocale",
         };
         if (typeID >= kTypeIDCount || names[typeID] == nullptr) return nullptr;
         return makeString(names[typeID]);

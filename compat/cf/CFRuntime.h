@@ -38,6 +38,7 @@ enum : CFTypeID {
     kURLTypeID,
     kErrorTypeID,
     kBundleTypeID,
+    kLocaleTypeID,
     kTypeIDCount
 };
 
