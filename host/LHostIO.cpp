@@ -77,6 +77,20 @@ LHostIOOptions LHostIO::Options() {
     return m_options;
 }
 
+void LHostIO::SendBoundary() {
+    if (m_bRunning.load() || m_driver == nullptr) {
+        return;
+    }
+    Float32 arSilence[2] = {0.0f, 0.0f}; // a valid address; no frame of it is sent
+    AudioServerPlugInIOCycleInfo info = {};
+    AudioServerPlugInDriverInterface* const pEntries = *m_driver;
+    const UInt32 dwClient = m_options.dwClientID;
+    pEntries->BeginIOOperation(m_driver, m_dwDeviceID, dwClient, kAudioServerPlugInIOOperationWriteMix, 0, &info);
+    pEntries->DoIOOperation(m_driver, m_dwDeviceID, kOutputStreamID, dwClient, kAudioServerPlugInIOOperationWriteMix, 0,
+                            &info, arSilence, nullptr);
+    pEntries->EndIOOperation(m_driver, m_dwDeviceID, dwClient, kAudioServerPlugInIOOperationWriteMix, 0, &info);
+}
+
 Float64 LHostIO::HostTicksPerFrame() {
     // The audio server derives the clock's rate from the device's nominal
     // sample rate; 44100 when the device does not answer it.
@@ -124,6 +138,13 @@ void LHostIO::Run() {
         if (options.nMaxCycles != 0 && qwCycle >= options.nMaxCycles) {
             break;
         }
+        const UInt64 qwFirstFrame = qwCycle * dwFrames;
+        if (options.nTotalFrames != 0 && qwFirstFrame >= options.nTotalFrames) {
+            break;
+        }
+        const UInt32 dwCycleFrames =
+            options.nTotalFrames == 0 ? dwFrames
+                                      : static_cast<UInt32>(std::min<UInt64>(dwFrames, options.nTotalFrames - qwFirstFrame));
         Float64 fZeroSampleTime = 0.0;
         UInt64 qwZeroHostTime = 0;
         UInt64 qwSeed = 0;
@@ -141,7 +162,7 @@ void LHostIO::Run() {
             }
         }
         if (options.fill) {
-            options.fill(buffer.data(), dwFrames, qwCycle);
+            options.fill(buffer.data(), dwCycleFrames, qwCycle);
         }
 
         info.mIOCycleCounter = qwCycle;
@@ -156,12 +177,12 @@ void LHostIO::Run() {
         OSStatus arStatus[3] = {0, 0, 0};
         if (bWillWriteMix) {
             arStatus[0] = pEntries->BeginIOOperation(m_driver, m_dwDeviceID, options.dwClientID,
-                                                     kAudioServerPlugInIOOperationWriteMix, dwFrames, &info);
+                                                     kAudioServerPlugInIOOperationWriteMix, dwCycleFrames, &info);
             arStatus[1] = pEntries->DoIOOperation(m_driver, m_dwDeviceID, kOutputStreamID,
-                                                  options.dwClientID, kAudioServerPlugInIOOperationWriteMix, dwFrames,
+                                                  options.dwClientID, kAudioServerPlugInIOOperationWriteMix, dwCycleFrames,
                                                   &info, buffer.data(), nullptr);
             arStatus[2] = pEntries->EndIOOperation(m_driver, m_dwDeviceID, options.dwClientID,
-                                                   kAudioServerPlugInIOOperationWriteMix, dwFrames, &info);
+                                                   kAudioServerPlugInIOOperationWriteMix, dwCycleFrames, &info);
         }
         const UInt64 qwSpan = mach_absolute_time() - qwBegin;
         if (options.onCycle) {
