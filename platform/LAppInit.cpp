@@ -1,5 +1,6 @@
 #include "platform/LAppInit.h"
 
+#include "diagnostics/LDebugThreadRegistry.h"
 #include "platform/LCommandLine.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -20,23 +21,47 @@ constexpr size_t kMaxIdentifierChars = 5;
 std::once_flag gLocaleOnce;
 char gszLocaleName[260] = "C"; // what setlocale reported, kept for later calls
 
+std::string TextOf(CFTypeRef value) {
+    char szBuffer[64];
+    if (value != nullptr && CFGetTypeID(value) == CFStringGetTypeID() &&
+        CFStringGetCString(static_cast<CFStringRef>(value), szBuffer, sizeof(szBuffer), kCFStringEncodingUTF8)) {
+        return szBuffer;
+    }
+    return {};
+}
+
 std::string CurrentLocaleIdentifier() {
-    std::string szIdentifier;
     CFLocaleRef locale = CFLocaleCopyCurrent();
     if (locale == nullptr) {
-        return szIdentifier;
+        return {};
     }
-    char szBuffer[64];
-    CFStringRef identifier = CFLocaleGetIdentifier(locale);
-    if (identifier != nullptr && CFStringGetCString(identifier, szBuffer, sizeof(szBuffer), kCFStringEncodingUTF8)) {
-        szIdentifier = szBuffer;
-    }
+    const std::string szIdentifier = TextOf(CFLocaleGetIdentifier(locale));
     CFRelease(locale);
     return szIdentifier.substr(0, kMaxIdentifierChars);
 }
 
+// "AppleLocale" of the application's preferences, else of the user's for
+// any application and any host. The platform may store a locale with
+// options ("en_US@currency=EUR"); only the identifier before them is a
+// name setlocale can know.
+std::string PreferredLocaleIdentifier() {
+    CFPropertyListRef value = CFPreferencesCopyAppValue(CFSTR("AppleLocale"), kCFPreferencesCurrentApplication);
+    if (value == nullptr) {
+        value = CFPreferencesCopyValue(CFSTR("AppleLocale"), kCFPreferencesAnyApplication, kCFPreferencesCurrentUser,
+                                       kCFPreferencesAnyHost);
+    }
+    const std::string szValue = TextOf(value);
+    if (value != nullptr) {
+        CFRelease(value);
+    }
+    return szValue.substr(0, szValue.find_first_of(".@"));
+}
+
 void SetProcessLocale() {
-    const std::string szIdentifier = CurrentLocaleIdentifier();
+    std::string szIdentifier = CurrentLocaleIdentifier();
+    if (szIdentifier.empty()) {
+        szIdentifier = PreferredLocaleIdentifier();
+    }
     const char* szReported = nullptr;
     if (!szIdentifier.empty()) {
         szReported = setlocale(LC_ALL, szIdentifier.c_str());
@@ -73,6 +98,7 @@ bool LSetMaximumNumberOfOpenFiles() {
 }
 
 bool LUnixAppInitCommon(int argc, char** argv) {
+    LDebugThreadDataStartThread("MAIN");
     umask(0);
     LUnixAppCopyCommandLineArguments(argc, argv);
     LUnixAppSetLocale();

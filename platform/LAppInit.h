@@ -11,7 +11,8 @@
 // The soft limit of open files set at start-up.
 inline constexpr unsigned long kLMaximumNumberOfOpenFiles = 1024;
 
-// In this order: sets the file-creation mask to 0, copies the arguments
+// In this order: registers the calling thread as "MAIN" in the debug thread
+// registry, sets the file-creation mask to 0, copies the arguments
 // (LUnixAppCopyCommandLineArguments), sets the process locale
 // (LUnixAppSetLocale) and the open-file limit (LSetMaximumNumberOfOpenFiles).
 // argv's strings must live as long as the process. Returns true.
@@ -22,13 +23,15 @@ bool LUnixAppInitCommon(int argc, char** argv);
 // lives as long as the process).
 //
 // The name is the current locale's identifier (CFLocaleCopyCurrent, cut to
-// 5 characters, such as en_US). setlocale is tried with that name, then with
-// the name and ".UTF-8" (Linux installs most locales only with their
-// codeset), then with the environment's default (""); when even that fails,
-// the process keeps the locale it had, whose name is returned. An empty
-// identifier (the environment names "C", "POSIX" or nothing, or the process
-// runs as root with no locale of its own) goes straight to the
-// environment's default.
+// 5 characters, such as en_US); when that is empty (the environment names
+// "C", "POSIX" or nothing), the "AppleLocale" of the application's
+// preferences, else the user's "AppleLocale" for any application and any
+// host (without options such as "@currency=EUR"). setlocale is tried with
+// that name, then with the name and ".UTF-8" (Linux installs most locales
+// only with their codeset), then with the environment's default (""); when
+// even that fails, the process keeps the locale it had, whose name is
+// returned. A process with no locale anywhere (root, typically, whose
+// preferences hold none) thus gets the environment's default.
 const char* LUnixAppSetLocale();
 
 // Sets the soft limit of open files (RLIMIT_NOFILE) to 1024, or to the hard

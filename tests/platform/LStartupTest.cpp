@@ -3,9 +3,11 @@
 // in a child process so the test process keeps its own.
 #include "platform/LPlatform.h"
 
+#include "diagnostics/LDebugThreadRegistry.h"
 #include "tests/platform/LChildProcess.h"
 #include "tests/support/LTempFolder.h"
 
+#include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -116,6 +118,9 @@ TEST(LAppInit, InitialisesMaskArgumentsLimitAndLocale) {
         const rlim_t nExpected = limits.rlim_max < 1024 ? limits.rlim_max : 1024;
         Check(szOut, "soft open-file limit", limits.rlim_cur, nExpected);
         Check(szOut, "locale", std::string(setlocale(LC_ALL, nullptr)), std::string("C.UTF-8"));
+        char szThread[8] = "";
+        LDebugThreadGetName(szThread);
+        Check(szOut, "registered thread name", std::string(szThread), std::string("MAIN"));
         return szOut;
     });
     EXPECT_EQ(szFailures, "");
@@ -140,14 +145,31 @@ TEST(LAppInit, OpenFileLimitNeverExceedsTheHardLimit) {
     EXPECT_EQ(szFailures, "");
 }
 
+// Where the preferred locale is stored for a test.
+enum class Preference { None, Application, AnyApplication };
+
 // The locale chosen for an environment, in a child (it is set once per
-// process).
-std::string LocaleChosenFor(const char* szLang, const std::string& szLocalePath) {
-    std::string szChosen;
+// process), with preferences in szPreferences when it is not empty.
+std::string LocaleChosenFor(const char* szLang, const std::string& szLocalePath,
+                            Preference ePreference = Preference::None, const std::string& szPreferences = "",
+                            const char* szAppleLocale = "de_DE") {
     const std::string szFailures = RunInChild([&] {
         if (!szLocalePath.empty()) {
             setenv("LOCPATH", szLocalePath.c_str(), 1);
         }
+        if (!szPreferences.empty()) {
+            setenv("XDG_CONFIG_HOME", szPreferences.c_str(), 1);
+        }
+        CFStringRef value = CFStringCreateWithCString(nullptr, szAppleLocale, kCFStringEncodingUTF8);
+        if (ePreference == Preference::Application) {
+            CFPreferencesSetAppValue(CFSTR("AppleLocale"), value, kCFPreferencesCurrentApplication);
+            CFPreferencesAppSynchronize(kCFPreferencesCurrentApplication);
+        } else if (ePreference == Preference::AnyApplication) {
+            CFPreferencesSetValue(CFSTR("AppleLocale"), value, kCFPreferencesAnyApplication, kCFPreferencesCurrentUser,
+                                  kCFPreferencesAnyHost);
+            CFPreferencesSynchronize(kCFPreferencesAnyApplication, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+        }
+        CFRelease(value);
         unsetenv("LC_ALL");
         setenv("LANG", szLang, 1);
         std::string szOut = LUnixAppSetLocale();
@@ -173,6 +195,35 @@ TEST(LAppInit, LocaleNameFallsBackToTheCodesetFormThenTheDefault) {
     if (bHaveGerman) {
         EXPECT_EQ(LocaleChosenFor("de_DE.UTF-8", folder.Path()), "de_DE.UTF-8");
         EXPECT_EQ(LocaleChosenFor("de_DE", folder.Path()), "de_DE.UTF-8");
+    }
+}
+
+TEST(LAppInit, WithoutALocaleInTheEnvironmentThePreferencesChoose) {
+    LTempFolder folder;
+    ASSERT_FALSE(folder.Path().empty());
+    const std::string szCommand = "localedef -i de_DE -f UTF-8 '" + (folder / "de_DE.UTF-8") + "' >/dev/null 2>&1";
+    if (std::system(szCommand.c_str()) != 0) {
+        GTEST_SKIP() << "localedef cannot build de_DE (the locales package provides its sources)";
+    }
+    struct Case {
+        const char* szName;
+        const char* szLang;
+        Preference ePreference;
+        const char* szAppleLocale;
+        const char* szExpected;
+    } arCases[] = {
+        {"application's preference", "C", Preference::Application, "de_DE", "de_DE.UTF-8"},
+        {"any application's preference", "C", Preference::AnyApplication, "de_DE", "de_DE.UTF-8"},
+        {"options after the identifier", "POSIX", Preference::Application, "de_DE@currency=EUR", "de_DE.UTF-8"},
+        {"the environment comes first", "de_DE", Preference::Application, "xx_YY", "de_DE.UTF-8"},
+        {"a C environment is no locale", "C.UTF-8", Preference::Application, "de_DE", "de_DE.UTF-8"},
+        {"no preference", "C", Preference::None, "", "C"},
+    };
+    for (const Case& c : arCases) {
+        LTempFolder preferences;
+        EXPECT_EQ(LocaleChosenFor(c.szLang, folder.Path(), c.ePreference, preferences.Path(), c.szAppleLocale),
+                  c.szExpected)
+            << c.szName;
     }
 }
 
