@@ -94,6 +94,7 @@ CFStringRef CFCopyTypeIDDescription(CFTypeID typeID) {
             nullptr,    "CFType", "CFAllocator", "CFNull", "CFString", "CFBoolean", "CFNumber", "CFUUID",
             "CFData", "CFDate", "CFArray",     "CFDictionary", "CFURL", "CFError", "CFBundle",
             "CFRunLoop",
+            "CFLocale",
         };
         if (typeID >= kTypeIDCount || names[typeID] == nullptr) return nullptr;
         return makeString(names[typeID]);

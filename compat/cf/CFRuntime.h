@@ -39,6 +39,7 @@ enum : CFTypeID {
     kErrorTypeID,
     kBundleTypeID,
     kRunLoopTypeID,
+    kLocaleTypeID,
     kTypeIDCount
 };
 

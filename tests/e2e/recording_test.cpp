@@ -202,7 +202,6 @@ TEST_F(RecordingTest, MissingPiecesAndWrongOptionsAreSaidInWords) {
         {"volume out of range", "play --volume 2 " + PlayerArgs(), 2, "--volume takes a number from 0 to 1, not '2'"},
         {"unreadable file", "play " + (m_folder / "absent.wav") + " " + PlayerArgs(), 1,
          "cannot read '" + (m_folder / "absent.wav") + "'"},
-        {"no file to record", "record", 2, "no file given"},
         {"WAV into a pipe", "record - -q", 1,
          "standard output is not a file, and WAV, 32-bit float needs to seek back to its header"},
         {"version", "record --version", 0, "harlune "},
@@ -239,6 +238,39 @@ TEST_F(RecordingTest, RecordsIntoAPipeAndPlaysFromOne) {
     EXPECT_EQ(recorder.Wait(kStartTimeout), 0) << recorder.Output();
     const audio::LAudioFileContents contents = ReadFile(m_folder / "piped.flac");
     EXPECT_LE(Difference(contents.arFrames, 22050), 1.5 / 8388608);
+}
+
+TEST_F(RecordingTest, WithoutAFileNameTheRecordingIsNamedByItsStart) {
+    tools::LChildProcess helper;
+    StartHelper(helper);
+    const std::string szFolder = m_folder / "dated";
+    ASSERT_EQ(mkdir(szFolder.c_str(), 0700), 0);
+    const time_t nBefore = time(nullptr);
+    tools::LChildProcess recorder;
+    ASSERT_TRUE(recorder.Start("/bin/sh", {"-c", "cd '" + szFolder + "' && exec " + Harlune() +
+                                                     " record --quiet --frames 22050 2>&1"}));
+    ASSERT_TRUE(recorder.WaitForLine("registered", kStartTimeout)) << recorder.Output();
+    const time_t nAfter = time(nullptr);
+    const auto [nExit, szOutput] = Run("play --seconds 0.5 --fast " + PlayerArgs());
+    EXPECT_EQ(nExit, 0) << szOutput;
+    EXPECT_EQ(recorder.Wait(std::chrono::seconds(15)), 0) << recorder.Output();
+
+    // The name is one of the seconds between starting the recorder and its
+    // registration, in local time.
+    std::string szFound;
+    for (time_t t = nBefore; t <= nAfter && szFound.empty(); ++t) {
+        tm tmLocal{};
+        localtime_r(&t, &tmLocal);
+        char szName[64];
+        strftime(szName, sizeof szName, "%Y-%m-%d_%H-%M-%S.wav", &tmLocal);
+        struct stat info {};
+        if (stat((szFolder + "/" + szName).c_str(), &info) == 0) {
+            szFound = szName;
+        }
+    }
+    ASSERT_FALSE(szFound.empty()) << recorder.Output();
+    EXPECT_NE(recorder.Output().find("recording into " + szFound), std::string::npos) << recorder.Output();
+    EXPECT_EQ(Difference(ReadFile(szFolder + "/" + szFound).arFrames, 22050), 0.0);
 }
 
 TEST_F(RecordingTest, ASecondHelperNamesTheOneRunningBeforeSayingReady) {

@@ -3,6 +3,7 @@
 
 #include "host/LServiceFolder.h"
 #include "tools/harlune/CommandSupport.h"
+#include "tools/harlune/DatedFileName.h"
 #include "tools/harlune/DeviceRates.h"
 #include "tools/harlune/HelperProbe.h"
 #include "tools/harlune/LevelMeter.h"
@@ -14,13 +15,14 @@
 
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <mutex>
 
 namespace harlune::tools {
 namespace {
 
 const char kUsage[] =
-    "usage: harlune record [OPTIONS] FILE\n"
+    "usage: harlune record [OPTIONS] [FILE]\n"
     "\n"
     "Publishes an endpoint, registers it with the helper service, and writes what\n"
     "\"Harlune Virtual Device\" plays to FILE (\"-\" for standard output) until SIGINT,\n"
@@ -31,6 +33,8 @@ const char kUsage[] =
     "while recording, so a killed recorder loses at most the last second.\n"
     "Prints volume changes on standard output; in a terminal, a live line shows\n"
     "the time, a meter per channel and the count of clipped samples.\n"
+    "Without FILE, the recording goes to the current folder, named by the local\n"
+    "date and time it starts: 2026-11-23_16-05-09.wav (or the format's extension).\n"
     "\n"
     "  -f, --format NAME   wav (32-bit float, the default), wav16, wav24, flac\n"
     "                      (24-bit), flac16, raw (32-bit float); by default from\n"
@@ -157,7 +161,9 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         }
     }
     if (options.szPath.empty()) {
-        return Usage("no file given (\"-\" writes to standard output)");
+        options.szPath = LDatedRecordingPath(static_cast<long>(std::time(nullptr)), "",
+                                             audio::LRecordFormatExtension(options.eFormat));
+        LLogLine("record", "recording into " + options.szPath);
     }
     if (!bFormatGiven && options.szPath != "-" && !audio::LRecordFormatFromPath(options.szPath, &options.eFormat)) {
         options.eFormat = audio::LRecordFormat::WavFloat; // no extension we know: the default
