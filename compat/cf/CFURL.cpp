@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 struct __CFURL final : harlune::cf::Object {
@@ -237,3 +238,16 @@ Boolean CFURLHasDirectoryPath(CFURLRef anURL) {
 }
 
 }  // extern "C"
+
+Boolean CFURLResourceIsReachable(CFURLRef anURL, CFErrorRef *error) {
+    if (error != nullptr) *error = nullptr;
+    auto *url = as<__CFURL>(anURL);
+    int nError = EINVAL;
+    if (url != nullptr) {
+        struct stat st;
+        if (stat(url->path.c_str(), &st) == 0) return true;
+        nError = errno;
+    }
+    if (error != nullptr) *error = CFErrorCreate(nullptr, kCFErrorDomainPOSIX, nError, nullptr);
+    return false;
+}

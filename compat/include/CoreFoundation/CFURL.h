@@ -17,6 +17,7 @@
 #define HARLUNE_COMPAT_CFURL_H
 
 #include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFError.h>
 
 CF_EXTERN_C_BEGIN
 
@@ -56,6 +57,11 @@ CF_EXPORT CFStringRef CFURLCopyLastPathComponent(CFURLRef url);
 /* The text after the last "." of the last component; NULL if there is none. */
 CF_EXPORT CFStringRef CFURLCopyPathExtension(CFURLRef url);
 CF_EXPORT Boolean CFURLHasDirectoryPath(CFURLRef anURL);
+/* True when the file the URL names exists now (stat succeeds; a dangling
+ * symbolic link is not reachable). Otherwise false and, when error is not
+ * NULL, *error receives a new POSIX-domain error with the errno of the
+ * failure, which the caller releases. */
+CF_EXPORT Boolean CFURLResourceIsReachable(CFURLRef url, CFErrorRef *error);
 
 CF_EXTERN_C_END
 
