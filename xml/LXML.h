@@ -5,6 +5,7 @@
 
 #include "xml/LXMLDocument.h"
 #include "xml/LXMLElement.h"
+#include "xml/LXMLFile.h"
 #include "xml/LXMLLoader.h"
 
 #endif

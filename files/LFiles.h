@@ -1,0 +1,11 @@
+// LFiles.h: the library's files and paths: text files loaded and saved
+// whole under bounded locks, the text-encoding mark, and the locked open
+// they share.
+#ifndef HARLUNE_FILES_LFILES_H
+#define HARLUNE_FILES_LFILES_H
+
+#include "files/LFileAttributes.h"
+#include "files/LFileLockedOpen.h"
+#include "files/LTextFile.h"
+
+#endif
