@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <strings.h>
 
 namespace {
@@ -68,23 +69,75 @@ bool LXMLNameEquals(const char* a, const char* b) {
     return std::strcmp(a != nullptr ? a : "", b != nullptr ? b : "") == 0;
 }
 
+void* LXMLElement::operator new(size_t nSize) {
+    void* p = std::malloc(nSize);
+    if (p == nullptr) {
+        throw std::bad_alloc();
+    }
+    return p;
+}
+
+void LXMLElement::operator delete(void* p) noexcept {
+    std::free(p);
+}
+
+// Room for a node and `nLength` + 1 bytes of text right after it, in one
+// allocation; the text is copied and terminated.
+static void* AllocateWithText(const char* pText, size_t nLength, char** ppText) {
+    void* pBlock = LXMLElement::operator new(sizeof(LXMLElement) + nLength + 1);
+    char* pTail = static_cast<char*>(pBlock) + sizeof(LXMLElement);
+    std::memcpy(pTail, pText, nLength);
+    pTail[nLength] = '\0';
+    *ppText = pTail;
+    return pBlock;
+}
+
 LXMLElement* LXMLElement::NewTextNode(const char* data, size_t nLength, bool bPreserve) {
-    LXMLElement* pText = new LXMLElement();
+    char* pData;
+    void* pBlock = AllocateWithText(data, nLength, &pData);
+    LXMLElement* pText = ::new (pBlock) LXMLElement();
     pText->bPreserveSpace = bPreserve;
-    pText->szData = DuplicateText(data, nLength);
+    pText->szData = pData;
+    pText->nInline = kInlineData;
     return pText;
+}
+
+LXMLElement* LXMLElement::ParseChild(const char* name, char endChar, LXMLLoaderTemplate<char>& loader, bool bPreserve) {
+    char* pName;
+    void* pBlock = AllocateWithText(name, std::strlen(name), &pName);
+    return ::new (pBlock) LXMLElement(LNameInPlace{}, pName, endChar, loader, bPreserve);
 }
 
 LXMLElement::LXMLElement(const char* name, char endChar, LXMLLoaderTemplate<char>& loader, bool bPreserve)
     : bPreserveSpace(bPreserve), szName(DuplicateText(name != nullptr ? name : "")) {
-    if (szName == nullptr) {
-        return;
+    if (szName != nullptr) {
+        ReadContent(endChar, loader);
     }
+}
+
+LXMLElement::LXMLElement(LNameInPlace, char* name, char endChar, LXMLLoaderTemplate<char>& loader, bool bPreserve)
+    : bPreserveSpace(bPreserve), nInline(kInlineName), szName(name) {
+    ReadContent(endChar, loader);
+}
+
+void LXMLElement::ReadContent(char endChar, LXMLLoaderTemplate<char>& loader) {
     if (szName[0] == '!') {
         ReadSpecialContent(loader);
     } else {
         ReadAttributes(endChar, loader);
     }
+}
+
+void LXMLElement::FreeStrings() {
+    if ((nInline & kInlineName) == 0) {
+        std::free(szName);
+    }
+    if ((nInline & kInlineData) == 0) {
+        std::free(szData);
+    }
+    szName = nullptr;
+    szData = nullptr;
+    nInline = 0;
 }
 
 LXMLElement::LXMLElement(const LXMLElement& other) {
@@ -98,8 +151,7 @@ LXMLElement& LXMLElement::operator=(const LXMLElement& other) {
     // Copy first: `other` may live inside this element's own subtree.
     LXMLElement copy(other);
     DeleteChildren();
-    std::free(szName);
-    std::free(szData);
+    FreeStrings();
     bPreserveSpace = copy.bPreserveSpace;
     mapAttributes.swap(copy.mapAttributes);
     pFirstChild = copy.pFirstChild;
@@ -113,8 +165,7 @@ LXMLElement& LXMLElement::operator=(const LXMLElement& other) {
 
 LXMLElement::~LXMLElement() {
     DeleteChildren();
-    std::free(szName);
-    std::free(szData);
+    FreeStrings();
 }
 
 void LXMLElement::CopyFrom(const LXMLElement& other) {
@@ -128,25 +179,25 @@ void LXMLElement::CopyFrom(const LXMLElement& other) {
     }
 }
 
-// Frees the subtree without recursion: each child's own children are
-// spliced into the list being freed, so depth never reaches the stack.
+// Frees the subtree without recursion and without extra memory: a node
+// that still has children hands its first child to the front of the list
+// being freed and is visited again after it, so every node is touched a
+// bounded number of times and depth never reaches the stack.
 void LXMLElement::DeleteChildren() {
-    LXMLElement* pChild = pFirstChild;
+    LXMLElement* p = pFirstChild;
     pFirstChild = nullptr;
-    while (pChild != nullptr) {
-        if (pChild->pFirstChild != nullptr) {
-            LXMLElement* pLast = pChild->pFirstChild;
-            while (pLast->pNext != nullptr) {
-                pLast = pLast->pNext;
-            }
-            pLast->pNext = pChild->pNext;
-            pChild->pNext = pChild->pFirstChild;
-            pChild->pFirstChild = nullptr;
+    while (p != nullptr) {
+        LXMLElement* pChild = p->pFirstChild;
+        if (pChild != nullptr) {
+            p->pFirstChild = pChild->pNext;
+            pChild->pNext = p;
+            p = pChild;
+            continue;
         }
-        LXMLElement* pFollowing = pChild->pNext;
-        pChild->pNext = nullptr;
-        delete pChild;
-        pChild = pFollowing;
+        LXMLElement* pFollowing = p->pNext;
+        p->pNext = nullptr;
+        delete p;
+        p = pFollowing;
     }
 }
 
@@ -305,7 +356,7 @@ void LXMLElement::LoadData(LXMLLoaderTemplate<char>& loader) {
                     break;
                 }
                 ++loader.nDepth;
-                LXMLElement* pChild = new LXMLElement(szTag, cEnd, loader, bPreserveSpace);
+                LXMLElement* pChild = ParseChild(szTag, cEnd, loader, bPreserveSpace);
                 --loader.nDepth;
                 children.Append(pChild);
             } else if (cEnd == '/') {
