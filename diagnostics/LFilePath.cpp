@@ -1,5 +1,6 @@
 // Path joining, special folders and the existence test.
 #include "diagnostics/LFilePath.h"
+#include "text/LPlatformString.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -136,7 +137,7 @@ bool LFile::Exists(const char* szPath) {
     if (szPath == nullptr) return false;
     if (access(szPath, F_OK) == 0) return true;
     if (szPath[0] == '\0') return false;
-    CFStringRef sPath = CFStringCreateWithCString(nullptr, szPath, kCFStringEncodingUTF8);
+    CFStringRef sPath = LMacNSStringFromString(szPath);
     if (sPath == nullptr) return false;
     bool bReachable = false;
     CFURLRef url = CFURLCreateWithFileSystemPath(nullptr, sPath, kCFURLPOSIXPathStyle, false);

@@ -6,9 +6,16 @@
 #ifndef HARLUNE_TEXT_LTEXT_H
 #define HARLUNE_TEXT_LTEXT_H
 
+#include <text/LAnsi.h>
 #include <text/LCharacterHelpers.h>
+#include <text/LCodePages.h>
+#include <text/LCommandLineArgumentStringExpander.h>
+#include <text/LIconvConvert.h>
 #include <text/LPlatformString.h>
+#include <text/LRandomPassword.h>
+#include <text/LSpecificCodePage.h>
 #include <text/LStringLongTemplate.h>
+#include <text/LStringUtilities.h>
 #include <text/LUTF8Helpers.h>
 #include <text/LUTFConversions.h>
 

@@ -1,11 +1,11 @@
 #include <text/LUTFConversions.h>
 
 #include <text/LCharacterHelpers.h>
+#include <text/LTemporaryArray.h>
 #include <text/LUTF8Helpers.h>
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 namespace {
 
@@ -149,27 +149,16 @@ LUTFResult EncodeUTF8(char *out, const U *in, unsigned long capacity, bool *pbCu
 }
 
 /*
- * The UTF-32 temporary of the chained conversions. Fixed-size calls stay on
+ * The UTF-32 temporary of the chained conversions; fixed-size calls stay on
  * the stack. The array never needs more units than the input has plus one
  * (a UTF-8 byte or a UTF-16 unit yields at most one code point), so a caller's
  * generous capacity does not turn into a large allocation; the conversion's
  * result is the same as with the full capacity.
  */
-class LUTF32Temporary {
+class LUTF32Temporary : public LTemporaryArray<char32_t, kLTextFixedCapacity> {
 public:
     LUTF32Temporary(unsigned long capacity, uint64_t nInputUnits)
-        : nUnits(static_cast<unsigned long>(std::min<uint64_t>(capacity, nInputUnits + 1))) {
-        if (nUnits > kLTextFixedCapacity) {
-            pHeap.reset(new char32_t[nUnits]);
-        }
-    }
-    char32_t *Get() { return pHeap ? pHeap.get() : arStack; }
-    unsigned long Size() const { return nUnits; }
-
-private:
-    unsigned long nUnits;  // units available, at least 1
-    std::unique_ptr<char32_t[]> pHeap;
-    char32_t arStack[kLTextFixedCapacity];
+        : LTemporaryArray(static_cast<size_t>(std::min<uint64_t>(capacity, nInputUnits + 1))) {}
 };
 
 }  // namespace

@@ -91,6 +91,7 @@ struct __CFBundle final : harlune::cf::Object {
 
     /* The executable's path from the info dictionary, whether or not it exists. */
     std::string executablePath() const {
+        if (!mainExecutable.empty()) return mainExecutable;
         const std::string_view name = harlune::cf::stringText(CFDictionaryGetValue(info, kCFBundleExecutableKey));
         return name.empty() ? std::string() : path + kExecutableFolder + std::string(name);
     }
@@ -102,6 +103,7 @@ struct __CFBundle final : harlune::cf::Object {
 
     const std::string path;  // no trailing "/"
     const CFDictionaryRef info;
+    std::string mainExecutable;  // the running program, for a main bundle that is a plain folder; else empty
     mutable std::mutex lock;  // guards handle
     void *handle = nullptr;
 };
@@ -318,3 +320,36 @@ void *CFBundleGetDataPointerForName(CFBundleRef bundle, CFStringRef symbolName) 
 }
 
 }  // extern "C"
+
+/*
+ * The running program's bundle: the bundle folder when the executable sits
+ * in NAME/Contents/Linux/, else the executable's folder with the executable
+ * as its only content. Made once; never released.
+ */
+CFBundleRef CFBundleGetMainBundle(void) {
+    static CFBundleRef gMain = []() -> CFBundleRef {
+        char buffer[PATH_MAX];
+        const ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+        if (n <= 0) return nullptr;
+        const std::string executable(buffer, static_cast<size_t>(n));
+        const size_t slash = executable.rfind('/');
+        const std::string folder = slash == 0 ? std::string("/") : executable.substr(0, slash);
+        const std::string suffix = "/Contents/Linux";
+        if (folder.size() > suffix.size() && folder.compare(folder.size() - suffix.size(), suffix.size(), suffix) == 0) {
+            CFURLRef url = urlForPath(folder.substr(0, folder.size() - suffix.size()), true);
+            CFBundleRef bundle = url ? CFBundleCreate(nullptr, url) : nullptr;
+            if (url) CFRelease(url);
+            if (bundle != nullptr) return bundle;
+        }
+        CFStringRef name = harlune::cf::makeString(executable.substr(slash + 1));
+        const void *keys[] = {kCFBundleExecutableKey};
+        const void *values[] = {name};
+        CFDictionaryRef info = CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
+                                                  &kCFTypeDictionaryValueCallBacks);
+        CFRelease(name);
+        auto *bundle = new __CFBundle(folder, info);
+        bundle->mainExecutable = executable;
+        return bundle;
+    }();
+    return gMain;
+}

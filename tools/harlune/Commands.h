@@ -13,6 +13,7 @@ int LRunHelperCommand(const std::vector<std::string>& arArgs);
 int LRunRecordCommand(const std::vector<std::string>& arArgs);
 int LRunPlayCommand(const std::vector<std::string>& arArgs);
 int LRunDemoCommand(const std::vector<std::string>& arArgs);
+int LRunReportCommand(const std::vector<std::string>& arArgs);
 
 } // namespace harlune::tools
 

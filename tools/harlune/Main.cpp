@@ -17,6 +17,7 @@ const char kUsage[] =
     "  record    record what the device plays into a WAV file\n"
     "  play      play a WAV file or a test signal into the device\n"
     "  demo      play a signal through the device into a recorder and check it bit for bit\n"
+    "  report    print what a bug report would carry (--url: the bug-report address)\n"
     "  help      this text\n"
     "\n"
     "Run `harlune COMMAND --help` for a command's options.\n";
@@ -29,7 +30,7 @@ struct Command {
 const Command kCommands[] = {
     {"devices", harlune::tools::LRunDevicesCommand}, {"helper", harlune::tools::LRunHelperCommand},
     {"record", harlune::tools::LRunRecordCommand},   {"play", harlune::tools::LRunPlayCommand},
-    {"demo", harlune::tools::LRunDemoCommand},
+    {"demo", harlune::tools::LRunDemoCommand},       {"report", harlune::tools::LRunReportCommand},
 };
 
 } // namespace

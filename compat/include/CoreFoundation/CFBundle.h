@@ -61,6 +61,15 @@ CF_EXPORT CFBundleRef CFBundleCreate(CFAllocatorRef allocator, CFURLRef bundleUR
  */
 CF_EXPORT CFBundleRef CFBundleGetBundleWithIdentifier(CFStringRef bundleID);
 
+/*
+ * The running program's bundle, not retained, never released: when the
+ * executable (/proc/self/exe) sits in NAME/Contents/Linux/, the bundle
+ * NAME; otherwise the executable's folder, whose executable is the program
+ * itself and whose info dictionary holds only CFBundleExecutable. NULL when
+ * the executable cannot be found.
+ */
+CF_EXPORT CFBundleRef CFBundleGetMainBundle(void);
+
 /* Get rule: owned by the bundle. */
 CF_EXPORT CFStringRef CFBundleGetIdentifier(CFBundleRef bundle);
 CF_EXPORT CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);

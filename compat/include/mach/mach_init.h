@@ -19,7 +19,7 @@ extern "C" {
 #endif
 
 /* The one task name of this process. */
-#define HARLUNE_MACH_TASK_SELF ((mach_port_t)0x103)
+#define HARLUNE_MACH_TASK_SELF ((mach_port_t)0x7FFF0103)
 
 __attribute__((visibility("default"))) mach_port_t mach_task_self(void);
 __attribute__((visibility("default"))) mach_port_t mach_thread_self(void);

@@ -1,0 +1,44 @@
+// The exception port, its handler thread and the teardown.
+#include "diagnostics/LExceptionHandler.h"
+
+#include <cstring>
+
+LExceptionHandlerInstaller::LExceptionHandlerInstaller() {
+    memset(arRequest, 0, sizeof arRequest);
+    memset(arReply, 0, sizeof arReply);
+    (void)LMachExceptionHandlerInstall();
+}
+
+int32_t LExceptionHandlerInstaller::LMachExceptionHandlerInstall() {
+    const mach_port_t nTask = mach_task_self();
+    kern_return_t nResult = mach_port_allocate(nTask, MACH_PORT_RIGHT_RECEIVE, &nExceptionPort);
+    if (nResult != KERN_SUCCESS) return nResult;
+    nResult = mach_port_insert_right(nTask, nExceptionPort, nExceptionPort, MACH_MSG_TYPE_MAKE_SEND);
+    if (nResult != KERN_SUCCESS) return nResult;
+    nResult = task_set_exception_ports(nTask, EXC_MASK_BAD_ACCESS | EXC_MASK_BAD_INSTRUCTION | EXC_MASK_ARITHMETIC,
+                                       nExceptionPort, EXCEPTION_DEFAULT | MACH_EXCEPTION_CODES, THREAD_STATE_NONE);
+    if (nResult != KERN_SUCCESS) return nResult;
+    const int nCreated = pthread_create(&hThread, nullptr, LMachExceptionHandlerThread, this);
+    bThreadStarted = nCreated == 0;
+    return nCreated;
+}
+
+void* LExceptionHandlerInstaller::LMachExceptionHandlerThread(void* pInstaller) {
+    if (pInstaller == nullptr) return nullptr;
+    auto* self = static_cast<LExceptionHandlerInstaller*>(pInstaller);
+    auto* pRequest = reinterpret_cast<mach_msg_header_t*>(self->arRequest);
+    auto* pReply = reinterpret_cast<mach_msg_header_t*>(self->arReply);
+    if (mach_msg(pRequest, MACH_RCV_MSG | MACH_RCV_INTERRUPT, 0, kLMachExcRequestSize, self->nExceptionPort,
+                 MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL) != MACH_MSG_SUCCESS) {
+        return nullptr;
+    }
+    if (!mach_exc_server(pRequest, pReply)) return nullptr; // unknown id: no reply
+    mach_msg(pReply, MACH_SEND_MSG, pReply->msgh_size, 0, MACH_PORT_NULL, MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL);
+    return nullptr;
+}
+
+LExceptionHandlerInstaller::~LExceptionHandlerInstaller() {
+    if (mach_port_deallocate(mach_task_self(), nExceptionPort) != KERN_SUCCESS) return;
+    if (bThreadStarted) pthread_cancel(hThread);
+    nExceptionPort = MACH_PORT_NULL;
+}
