@@ -3,6 +3,9 @@
 #ifndef HARLUNE_XML_LXML_H
 #define HARLUNE_XML_LXML_H
 
+#include "xml/LSettingCipher.h"
+#include "xml/LSettings.h"
+#include "xml/LUserSettings.h"
 #include "xml/LXMLDocument.h"
 #include "xml/LXMLElement.h"
 #include "xml/LXMLFile.h"
