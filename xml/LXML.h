@@ -3,6 +3,7 @@
 #ifndef HARLUNE_XML_LXML_H
 #define HARLUNE_XML_LXML_H
 
+#include "xml/LPlist.h"
 #include "xml/LSettingCipher.h"
 #include "xml/LSettings.h"
 #include "xml/LUserSettings.h"

@@ -17,9 +17,12 @@
 #include <unistd.h>
 
 #include "files/LFiles.h"
+#include "tests/support/LLengthPrefixed.h"
 #include "tests/support/LTempFolder.h"
 
 namespace {
+
+using harlune::test::ReadChunk;
 
 using harlune::test::LTempFolder;
 
@@ -103,16 +106,6 @@ TEST(TextFileLoad, MissingFileLeavesTheTextAlone) {
         EXPECT_FALSE(pfnLoad(folder.Path().c_str(), text)) << "a folder is not a text file";
         EXPECT_STREQ(text.Get(), "kept");
     }
-}
-
-bool ReadChunk(std::istream& in, std::string& out) {
-    size_t nLength = 0;
-    if (!(in >> nLength) || in.get() != '\n') {
-        return false;
-    }
-    out.resize(nLength);
-    in.read(out.data(), static_cast<std::streamsize>(nLength));
-    return in.gcount() == static_cast<std::streamsize>(nLength) && in.get() == '\n';
 }
 
 TEST(TextFileLoad, MarksReadAsPythonsDecodersReadThem) {

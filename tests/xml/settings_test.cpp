@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/LLengthPrefixed.h"
 #include "tests/support/LTempFolder.h"
 #include "threads/LProcessInterfaceVoid.h"
 #include "xml/LSettingCipher.h"
@@ -20,17 +21,9 @@
 
 namespace {
 
-using harlune::test::LTempFolder;
+using harlune::test::ReadChunk;
 
-bool ReadChunk(std::istream& in, std::string& out) {
-    size_t nLength = 0;
-    if (!(in >> nLength) || in.get() != '\n') {
-        return false;
-    }
-    out.resize(nLength);
-    in.read(out.data(), static_cast<std::streamsize>(nLength));
-    return in.gcount() == static_cast<std::streamsize>(nLength) && in.get() == '\n';
-}
+using harlune::test::LTempFolder;
 
 TEST(SettingCipher, MatchesAnIndependentBlowfish) {
     std::ifstream in(HARLUNE_XML_TEST_DATA "/setting_cipher_vectors.txt", std::ios::binary);

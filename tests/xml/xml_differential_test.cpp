@@ -9,25 +9,18 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/LLengthPrefixed.h"
 #include "tests/xml/LXMLDump.h"
 #include "xml/LXML.h"
 
 namespace {
 
+using harlune::test::ReadChunk;
+
 struct DifferentialCase {
     std::string szDocument;
     std::string szTree;
 };
-
-bool ReadChunk(std::istream& in, std::string& out) {
-    size_t nLength = 0;
-    if (!(in >> nLength) || in.get() != '\n') {
-        return false;
-    }
-    out.resize(nLength);
-    in.read(out.data(), static_cast<std::streamsize>(nLength));
-    return in.gcount() == static_cast<std::streamsize>(nLength) && in.get() == '\n';
-}
 
 std::vector<DifferentialCase> LoadCases() {
     std::ifstream in(HARLUNE_XML_TEST_DATA "/differential_cases.txt", std::ios::binary);
