@@ -1,8 +1,13 @@
-// LFiles.h: the library's files and paths, one header per concept.
+// LFiles.h: the library's files and paths, one header per concept: path
+// operations and volume names, text files loaded and saved whole under
+// bounded locks, the text-encoding mark, and the locked open they share.
 #ifndef HARLUNE_FILES_LFILES_H
 #define HARLUNE_FILES_LFILES_H
 
+#include "files/LFileAttributes.h"
+#include "files/LFileLockedOpen.h"
 #include "files/LPathOperations.h"
+#include "files/LTextFile.h"
 #include "files/LVolumeName.h"
 
 #endif
