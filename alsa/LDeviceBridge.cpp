@@ -1,5 +1,7 @@
 #include "alsa/LDeviceBridge.h"
 
+#include "alsa/LMixerMemory.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <sys/eventfd.h>
@@ -44,6 +46,12 @@ LDeviceBridge* LDeviceBridge::Acquire(const LBridgeOptions& options, std::string
     if (bundle != nullptr) {
         pBridge->m_pfnIsLinked =
             reinterpret_cast<bool (*)()>(CFBundleGetFunctionPointerForName(bundle, CFSTR("LVADServerIsConnectionValid")));
+    }
+    pBridge->m_szMixerPath = LMixerStatePath(options.szStorageFolder);
+    LMixerState mixer;
+    if (LLoadMixerState(pBridge->m_szMixerPath, &mixer)) {
+        pBridge->SetDriverVolume(mixer.fVolume);
+        pBridge->SetDriverMute(mixer.bMute);
     }
     // The driver asked the helper service for the recorder's endpoint during
     // Initialize. Waiting a moment for the answer lets the first cycle reach
@@ -216,6 +224,30 @@ bool LDeviceBridge::Volume(float* pfScalar) {
 }
 
 bool LDeviceBridge::SetVolume(float fScalar) {
+    if (!SetDriverVolume(fScalar)) {
+        return false;
+    }
+    RememberMixer();
+    return true;
+}
+
+bool LDeviceBridge::SetMute(bool bMute) {
+    if (!SetDriverMute(bMute)) {
+        return false;
+    }
+    RememberMixer();
+    return true;
+}
+
+void LDeviceBridge::RememberMixer() {
+    LMixerState state;
+    if (Volume(&state.fVolume) && Mute(&state.bMute)) {
+        // A failed write only loses the memory for the next process.
+        LSaveMixerState(m_szMixerPath, state);
+    }
+}
+
+bool LDeviceBridge::SetDriverVolume(float fScalar) {
     if (!(fScalar >= 0.0f && fScalar <= 1.0f)) {
         return false;
     }
@@ -237,7 +269,7 @@ bool LDeviceBridge::Mute(bool* pbMute) {
     return true;
 }
 
-bool LDeviceBridge::SetMute(bool bMute) {
+bool LDeviceBridge::SetDriverMute(bool bMute) {
     const AudioObjectPropertyAddress address = Global(kAudioBooleanControlPropertyValue);
     const UInt32 dw = bMute ? 1 : 0;
     return m_pHost->Entries()->SetPropertyData(m_pHost->Driver(), kMuteControl, 0, &address, 0, nullptr, sizeof dw,

@@ -86,7 +86,8 @@ public:
     bool IsAttached(const LBridgeStream* pStream);
 
     // The output volume scalar (0.0 to 1.0) and mute of the device; the
-    // setters go through the driver, which tells the recording application.
+    // setters go through the driver, which tells the recording application,
+    // and remember the values for the next process (LMixerMemory.h).
     bool Volume(float* pfScalar);
     bool SetVolume(float fScalar);
     bool Mute(bool* pbMute);
@@ -101,9 +102,13 @@ private:
     LDeviceBridge() = default;
     void Fill(Float32* pfFrames, UInt32 dwFrames);
     std::size_t AttachedCount() const; // caller holds m_mtx
+    bool SetDriverVolume(float fScalar);
+    bool SetDriverMute(bool bMute);
+    void RememberMixer();
 
     std::unique_ptr<host::LHost> m_pHost;
     bool (*m_pfnIsLinked)() = nullptr;    // the bundle's LVADServerIsConnectionValid
+    std::string m_szMixerPath;            // where the control's values are remembered
     std::mutex m_mtx;                     // attach, detach, IO start and stop, rate changes
     std::array<std::atomic<LBridgeStream*>, kMaxStreams> m_arSlots{}; // read by the IO thread
     std::atomic<std::uint64_t> m_qwEpoch{0}; // odd while the IO thread is inside a cycle's fill
