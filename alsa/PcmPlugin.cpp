@@ -47,6 +47,7 @@ struct LHarlunePcm {
     unsigned int nFixedRate = 0;            // the configuration's rate; 0 when either is offered
     snd_pcm_uframes_t nAvailMin = 1;        // frames; from the software parameters
     bool bReportStarving = true;            // the stop threshold asks for underruns to be reported
+    snd_pcm_uframes_t nBoundary = 0;        // frames; where ALSA's pointers wrap (software parameters)
 };
 
 LHarlunePcm* From(snd_pcm_ioplug_t* pIO) { return static_cast<LHarlunePcm*>(pIO->private_data); }
@@ -73,10 +74,14 @@ snd_pcm_sframes_t Pointer(snd_pcm_ioplug_t* pIO) {
     if (Starving(pPcm)) {
         return -EPIPE;
     }
-    if (pIO->buffer_size == 0) {
+    // The position wraps at ALSA's boundary, not at the buffer size: a
+    // whole buffer may be played between two queries (the application
+    // sleeping on a full buffer), which a position within the buffer could
+    // not tell from no progress at all.
+    if (pPcm->nBoundary == 0) {
         return 0;
     }
-    return static_cast<snd_pcm_sframes_t>(pPcm->stream.ring.Consumed() % pIO->buffer_size);
+    return static_cast<snd_pcm_sframes_t>(pPcm->stream.ring.Consumed() % pPcm->nBoundary);
 }
 
 // Copies frames [nOffset, nOffset + nFrames) of the application's areas
@@ -135,9 +140,11 @@ int HwParams(snd_pcm_ioplug_t* pIO, snd_pcm_hw_params_t*) {
 
 int SwParams(snd_pcm_ioplug_t* pIO, snd_pcm_sw_params_t* pParams) {
     LHarlunePcm* pPcm = From(pIO);
-    snd_pcm_uframes_t nAvailMin = 1, nStop = 0;
+    snd_pcm_uframes_t nAvailMin = 1, nStop = 0, nBoundary = 0;
     snd_pcm_sw_params_get_avail_min(pParams, &nAvailMin);
     snd_pcm_sw_params_get_stop_threshold(pParams, &nStop);
+    snd_pcm_sw_params_get_boundary(pParams, &nBoundary);
+    pPcm->nBoundary = nBoundary;
     pPcm->nAvailMin = nAvailMin > 0 ? nAvailMin : 1;
     pPcm->bReportStarving = nStop <= pIO->buffer_size;
     return 0;
@@ -278,7 +285,7 @@ extern "C" SND_PCM_PLUGIN_DEFINE_FUNC(harlune) {
     }
     pPcm->io.version = SND_PCM_IOPLUG_VERSION;
     pPcm->io.name = "Harlune Virtual Device";
-    pPcm->io.flags = SND_PCM_IOPLUG_FLAG_MONOTONIC;
+    pPcm->io.flags = SND_PCM_IOPLUG_FLAG_MONOTONIC | SND_PCM_IOPLUG_FLAG_BOUNDARY_WA;
     pPcm->io.poll_fd = pPcm->stream.fdWake;
     pPcm->io.poll_events = POLLIN;
     pPcm->io.mmap_rw = 0;
