@@ -119,7 +119,24 @@ std::unique_ptr<LHost> LHost::Load(const LHostOptions& options, std::string* psz
         }
         return nullptr;
     }
+    if (!pHost->m_publisher.Publish(pHost->NominalSampleRate(), &pHost->m_szPublicationProblem) &&
+        pHost->m_szPublicationProblem.empty()) {
+        pHost->m_szPublicationProblem = "the device could not be published";
+    }
     return pHost;
+}
+
+Float64 LHost::NominalSampleRate() {
+    const AudioObjectPropertyAddress address = {kAudioDevicePropertyNominalSampleRate,
+                                                kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
+    Float64 fRate = 0.0;
+    UInt32 dwSize = 0;
+    if ((*m_driver)->GetPropertyData(m_driver, kDeviceID, 0, &address, 0, nullptr, sizeof fRate, &dwSize, &fRate) !=
+            kAudioHardwareNoError ||
+        dwSize != sizeof fRate) {
+        return 0.0;
+    }
+    return fRate;
 }
 
 LHost::~LHost() {
@@ -138,13 +155,16 @@ LHost::~LHost() {
         m_worker.join();
     }
     StopIO();
+    m_publisher.Unpublish();
 }
 
 AudioServerPlugInHostRef LHost::HostInterface() const { return &m_pRecord->entries; }
 
 OSStatus LHost::StartIO(const LHostIOOptions& options) {
     std::lock_guard<std::mutex> lock(m_mtxIO);
-    return m_pIO->Start(options);
+    const OSStatus status = m_pIO->Start(options);
+    m_publisher.SetRunning(m_pIO->IsRunning());
+    return status;
 }
 
 void LHost::StopIO() {
@@ -152,6 +172,7 @@ void LHost::StopIO() {
     if (m_pIO) {
         m_pIO->Stop();
     }
+    m_publisher.SetRunning(false);
 }
 
 void LHost::HoldConfigurationChanges(bool bHold) {
@@ -208,6 +229,9 @@ void LHost::RunConfigurationWorker() {
             }
             status = (*m_driver)->PerformDeviceConfigurationChange(m_driver, change.dwDeviceID, change.qwChangeAction,
                                                                    change.pChangeInfo);
+            // Published before IO restarts, so the first buffer at the new
+            // rate is never labelled with the old one.
+            m_publisher.SetSampleRate(NominalSampleRate());
             if (bWasRunning) {
                 m_pIO->Start(options);
             }

@@ -10,6 +10,9 @@
 //     host's configuration worker thread, which stops IO (if it runs), calls
 //     PerformDeviceConfigurationChange and starts IO again, as the audio
 //     server does.
+// Other processes learn the device's nominal rate and whether its IO runs
+// from the host's publication (LDevicePublication.h), kept current across
+// configuration changes and IO starts and stops.
 // IO runs through LHostIO (see LHostIO.h).
 //
 // Lifetime: the driver keeps the host interface pointer for the rest of the
@@ -21,6 +24,7 @@
 #ifndef HARLUNE_HOST_LHOST_H
 #define HARLUNE_HOST_LHOST_H
 
+#include "host/LDevicePublication.h"
 #include "host/LHostIO.h"
 #include "host/LHostNotices.h"
 #include "host/LHostStorage.h"
@@ -68,6 +72,12 @@ public:
     // rest of the process).
     AudioServerPlugInHostRef HostInterface() const;
     OSStatus InitializeStatus() const { return m_initializeStatus; }
+    // The device's nominal sample rate as the driver answers it (0 when it
+    // does not).
+    Float64 NominalSampleRate();
+    // Why the device could not be published to other processes; empty when
+    // it is published. The host works without it.
+    const std::string& PublicationProblem() const { return m_szPublicationProblem; }
 
     LHostNotices& Notices() { return m_notices; }
     LHostStorage& Storage() { return *m_pStorage; }
@@ -98,6 +108,8 @@ private:
     AudioServerPlugInDriverRef m_driver = nullptr;
     std::string m_szIdentifier;
     OSStatus m_initializeStatus = 0;
+    LDevicePublisher m_publisher;
+    std::string m_szPublicationProblem;
     LHostInterfaceRecord* m_pRecord = nullptr; // never freed, see the header comment
     LHostNotices m_notices;
     std::unique_ptr<LHostStorage> m_pStorage;

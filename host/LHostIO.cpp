@@ -124,6 +124,13 @@ void LHostIO::Run() {
         if (options.nMaxCycles != 0 && qwCycle >= options.nMaxCycles) {
             break;
         }
+        const UInt64 qwFirstFrame = qwCycle * dwFrames;
+        if (options.nTotalFrames != 0 && qwFirstFrame >= options.nTotalFrames) {
+            break;
+        }
+        const UInt32 dwCycleFrames =
+            options.nTotalFrames == 0 ? dwFrames
+                                      : static_cast<UInt32>(std::min<UInt64>(dwFrames, options.nTotalFrames - qwFirstFrame));
         Float64 fZeroSampleTime = 0.0;
         UInt64 qwZeroHostTime = 0;
         UInt64 qwSeed = 0;
@@ -141,7 +148,7 @@ void LHostIO::Run() {
             }
         }
         if (options.fill) {
-            options.fill(buffer.data(), dwFrames, qwCycle);
+            options.fill(buffer.data(), dwCycleFrames, qwCycle);
         }
 
         info.mIOCycleCounter = qwCycle;
@@ -156,12 +163,12 @@ void LHostIO::Run() {
         OSStatus arStatus[3] = {0, 0, 0};
         if (bWillWriteMix) {
             arStatus[0] = pEntries->BeginIOOperation(m_driver, m_dwDeviceID, options.dwClientID,
-                                                     kAudioServerPlugInIOOperationWriteMix, dwFrames, &info);
+                                                     kAudioServerPlugInIOOperationWriteMix, dwCycleFrames, &info);
             arStatus[1] = pEntries->DoIOOperation(m_driver, m_dwDeviceID, kOutputStreamID,
-                                                  options.dwClientID, kAudioServerPlugInIOOperationWriteMix, dwFrames,
+                                                  options.dwClientID, kAudioServerPlugInIOOperationWriteMix, dwCycleFrames,
                                                   &info, buffer.data(), nullptr);
             arStatus[2] = pEntries->EndIOOperation(m_driver, m_dwDeviceID, options.dwClientID,
-                                                   kAudioServerPlugInIOOperationWriteMix, dwFrames, &info);
+                                                   kAudioServerPlugInIOOperationWriteMix, dwCycleFrames, &info);
         }
         const UInt64 qwSpan = mach_absolute_time() - qwBegin;
         if (options.onCycle) {

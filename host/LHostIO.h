@@ -26,7 +26,8 @@
 namespace harlune::host {
 
 // Fills one cycle's output: dwFrames interleaved stereo Float32 frames for
-// the cycle numbered qwCycle (0 is the first after Start). Runs on the IO
+// the cycle numbered qwCycle (0 is the first after Start); dwFrames is the
+// cycle size, except for a last cycle shortened by nTotalFrames. Runs on the IO
 // thread; the buffer is valid only during the call.
 using LHostIOFill = std::function<void(Float32* pfFrames, UInt32 dwFrames, UInt64 qwCycle)>;
 
@@ -34,6 +35,10 @@ struct LHostIOOptions {
     UInt32 dwFramesPerCycle = 512; // frames per IO cycle
     bool bPaced = true;            // real time from the zero time stamps, or as fast as possible
     UInt64 nMaxCycles = 0;         // stop after this many cycles; 0 runs until Stop()
+    // When not 0: stop once this many frames have been written, the last
+    // cycle handing the driver only the frames that are left (as a player
+    // does at the end of a stream), so nothing after the end is sent.
+    UInt64 nTotalFrames = 0;
     UInt32 dwClientID = 1;         // the IO client ID handed to the driver
     LHostIOFill fill;              // null: silence
     // Called on the IO thread after each cycle with the time the driver's

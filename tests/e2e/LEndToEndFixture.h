@@ -9,7 +9,7 @@
 #include "tools/harlune/ChildProcess.h"
 #include "tools/harlune/Player.h"
 #include "tools/harlune/TestSignal.h"
-#include "tools/wav/LWavReader.h"
+#include "tools/audio/LAudioFileReader.h"
 
 #include <gtest/gtest.h>
 
@@ -55,9 +55,9 @@ protected:
     std::vector<float> StopAndRead(tools::LChildProcess& recorder, const std::string& szName) {
         recorder.Signal(SIGINT);
         EXPECT_EQ(recorder.Wait(std::chrono::seconds(15)), 0) << recorder.Output();
-        wav::LWavAudio audio;
+        audio::LAudioFileContents audio;
         std::string szError;
-        EXPECT_TRUE(wav::LReadWavFile(m_folder / szName, &audio, &szError)) << szError;
+        EXPECT_TRUE(audio::LReadAudioFile(m_folder / szName, &audio, &szError)) << szError;
         return audio.arFrames;
     }
 

@@ -10,7 +10,7 @@
 #include "tools/harlune/CommandSupport.h"
 #include "tools/harlune/Player.h"
 #include "tools/harlune/TestSignal.h"
-#include "tools/wav/LWavReader.h"
+#include "tools/audio/LAudioFileReader.h"
 
 #include <signal.h>
 #include <sys/stat.h>
@@ -134,8 +134,8 @@ int LRunDemoCommand(const std::vector<std::string>& arArgs) {
     helper.Wait(std::chrono::seconds(10));
     pPlayer.reset();
 
-    wav::LWavAudio recorded;
-    if (!wav::LReadWavFile(szRecording, &recorded, &szError)) {
+    audio::LAudioFileContents recorded;
+    if (!audio::LReadAudioFile(szRecording, &recorded, &szError) || recorded.nChannels != 2) {
         std::fprintf(stderr, "harlune demo: cannot read the recording: %s\n", szError.c_str());
         return 1;
     }

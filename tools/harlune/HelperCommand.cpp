@@ -2,7 +2,9 @@
 #include "tools/harlune/Commands.h"
 
 #include "tools/harlune/CommandSupport.h"
+#include "tools/harlune/HelperProbe.h"
 #include "tools/harlune/HelperService.h"
+#include "host/LServiceFolder.h"
 
 #include <cstdio>
 
@@ -10,7 +12,7 @@ namespace harlune::tools {
 namespace {
 
 const char kUsage[] =
-    "usage: harlune helper\n"
+    "usage: harlune helper [--version]\n"
     "\n"
     "Runs the helper service (com.zentalworks.Harlune.VadHelper) in the foreground:\n"
     "recorders register their endpoints with it and plug-ins ask it for one.\n"
@@ -27,10 +29,27 @@ int LRunHelperCommand(const std::vector<std::string>& arArgs) {
             std::fputs(kUsage, stdout);
             return 0;
         }
+        if (szArg == "--version") {
+            std::printf("%s\n", LVersionText());
+            return 0;
+        }
         std::fprintf(stderr, "harlune helper: unexpected argument '%s'\n\n%s", szArg.c_str(), kUsage);
         return 2;
     }
     LBlockStopSignals();
+    std::string szProblem;
+    if (!host::LCheckServiceFolder(&szProblem)) {
+        LLogLine("helper", "cannot run: " + szProblem);
+        return 1;
+    }
+    // One helper per service folder: a second one says which is running
+    // instead of taking over its name.
+    if (const LHelperProbe probe = LProbeHelper(std::chrono::milliseconds(500));
+        probe.eState != LHelperState::NotRunning) {
+        LLogLine("helper", "another helper service is already running (pid " + std::to_string(probe.nPid) + ", in " +
+                               host::LServiceFolderPath() + ")");
+        return 1;
+    }
     LHelperService service([](const std::string& szLine) { LLogLine("helper", szLine); });
     if (!service.Start() || !service.WaitUntilReachable(std::chrono::seconds(10))) {
         LLogLine("helper", "the service did not come up (is another helper running?)");

@@ -2,6 +2,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 #include <vector>
@@ -77,6 +78,8 @@ bool LPlayer::WaitForRecorder(std::chrono::milliseconds timeout) {
     return m_pfnIsConnected != nullptr;
 }
 
+bool LPlayer::IsRecorderConnected() { return m_pfnIsConnected != nullptr && m_pfnIsConnected(); }
+
 LPlayReport LPlayer::Play(const LPlayOptions& options) {
     LPlayReport report;
     if (options.nFrames == 0 || options.nFramesPerCycle == 0) {
@@ -88,18 +91,20 @@ LPlayReport LPlayer::Play(const LPlayOptions& options) {
     io.dwFramesPerCycle = options.nFramesPerCycle;
     io.bPaced = options.bPaced;
     io.nMaxCycles = nCycles;
+    io.nTotalFrames = options.nFrames;
     io.fill = [&](Float32* pfFrames, UInt32 dwFrames, UInt64 qwCycle) {
-        const std::uint64_t nFirst = qwCycle * dwFrames;
+        // dwFrames is the cycle's size, smaller only for the last cycle.
+        const std::uint64_t nFirst = qwCycle * options.nFramesPerCycle;
         const std::uint32_t nCount =
             nFirst >= options.nFrames ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(dwFrames, options.nFrames - nFirst));
         if (nCount > 0 && options.source) {
             options.source(pfFrames, nFirst, nCount);
-        }
-        for (std::uint32_t i = nCount * 2; i < dwFrames * 2; ++i) {
-            pfFrames[i] = 0.0f;
+        } else {
+            std::fill(pfFrames, pfFrames + static_cast<std::size_t>(dwFrames) * 2, 0.0f);
         }
         nPlayed.store(nFirst + nCount, std::memory_order_relaxed);
     };
+    report.bRecorderConnected = IsRecorderConnected();
     if (m_pHost->StartIO(io) != 0) {
         report.nFailedCalls = 1;
         return report;
@@ -108,6 +113,7 @@ LPlayReport LPlayer::Play(const LPlayOptions& options) {
         if (options.progress) {
             options.progress(nPlayed.load(std::memory_order_relaxed));
         }
+        report.bRecorderConnected = report.bRecorderConnected || IsRecorderConnected();
         if (options.stop && options.stop()) {
             break;
         }

@@ -33,6 +33,7 @@ struct LPlayReport {
     std::uint64_t nLateCycles = 0;
     std::uint64_t qwLongestCycleNs = 0;
     std::uint64_t nFailedCalls = 0;
+    bool bRecorderConnected = false;   // the plug-in had a recorder's connection while playing
 };
 
 class LPlayer {
@@ -49,7 +50,10 @@ public:
     bool SetVolume(float fVolume, std::string* pszError);
     // Waits until the plug-in has a connection to a recording application.
     bool WaitForRecorder(std::chrono::milliseconds timeout);
-    // Plays options.nFrames frames (the last cycle padded with silence) and stops.
+    // True while the plug-in has a connection to a recording application.
+    bool IsRecorderConnected();
+    // Plays options.nFrames frames and stops; the last cycle hands the
+    // driver only the frames that are left, so nothing follows the end.
     LPlayReport Play(const LPlayOptions& options);
 
     host::LHost& Host() { return *m_pHost; }

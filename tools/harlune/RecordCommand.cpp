@@ -1,13 +1,16 @@
-// harlune record FILE.wav: the recording application.
+// harlune record FILE: the recording application.
 #include "tools/harlune/Commands.h"
 
+#include "host/LServiceFolder.h"
 #include "tools/harlune/CommandSupport.h"
+#include "tools/harlune/DeviceRates.h"
+#include "tools/harlune/HelperProbe.h"
+#include "tools/harlune/LevelMeter.h"
 #include "tools/harlune/Recorder.h"
-#include "tools/wav/LWavWriter.h"
+#include "tools/harlune/RecordingFile.h"
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <mutex>
@@ -16,96 +19,208 @@ namespace harlune::tools {
 namespace {
 
 const char kUsage[] =
-    "usage: harlune record FILE.wav [--rate HZ] [--duration SECONDS] [--frames N] [--quiet]\n"
+    "usage: harlune record [OPTIONS] FILE\n"
     "\n"
-    "Publishes an endpoint, registers it with the helper service, and writes every\n"
-    "buffer the device sends (2 channels, 32-bit float) to FILE.wav until SIGINT or\n"
-    "SIGTERM, or until --duration seconds or --frames frames have been recorded.\n"
-    "Prints volume changes as they come; in a terminal, a live line shows the time,\n"
-    "the frames and the peak level. Registers again whenever the helper restarts.\n"
+    "Publishes an endpoint, registers it with the helper service, and writes what\n"
+    "\"Harlune Virtual Device\" plays to FILE (\"-\" for standard output) until SIGINT,\n"
+    "SIGTERM or SIGHUP, or until --duration or --frames is reached. The file is\n"
+    "labelled with the device's rate; when the device changes its rate the file\n"
+    "ends and the next one begins (take.wav, take-2.wav, ...), unless --rate fixes\n"
+    "the file's rate and the audio is resampled to it. The header is kept valid\n"
+    "while recording, so a killed recorder loses at most the last second.\n"
+    "Prints volume changes on standard output; in a terminal, a live line shows\n"
+    "the time, a meter per channel and the count of clipped samples.\n"
     "\n"
-    "  --rate HZ        the sample rate written into the file (default 44100; the\n"
-    "                   device's rate, which the buffers themselves do not carry)\n"
-    "  --duration S     stop after S seconds of audio\n"
-    "  --frames N       stop after N frames\n"
-    "  --quiet          no live line\n";
+    "  -f, --format NAME   wav (32-bit float, the default), wav16, wav24, flac\n"
+    "                      (24-bit), flac16, raw (32-bit float); by default from\n"
+    "                      FILE's extension (.wav, .flac, .raw). WAV becomes RF64\n"
+    "                      past 4 GiB. A pipe takes flac or raw.\n"
+    "  -r, --rate HZ       write at HZ (1000 to 768000), resampling the device\n"
+    "  -c, --channels N    1 (the two channels mixed) or 2 (default)\n"
+    "  -d, --duration S    stop after S seconds of audio\n"
+    "      --frames N      stop after N frames\n"
+    "      --quality Q     resampling: quick, low, medium, high (default), very-high\n"
+    "  -q, --quiet         no live line\n"
+    "      --version       the program's version\n";
+
+// The device's rate when its host publishes none: its rate at start-up.
+constexpr double kAssumedDeviceRate = 44100.0;
 
 // What has been recorded; written on XPC queues, read by the main thread.
 struct Recording {
     std::mutex mtx;
-    wav::LWavWriter writer;
-    std::uint64_t nLimit = 0;   // frames to record; 0 is no limit
-    float fPeak = 0.0f;         // since the last live line
-    bool bWriteFailed = false;
+    LRecordingFile* pFile = nullptr;
+    LDeviceRates rates;
+    LLevelMeter meter{2};
+    int nChannels = 2;
+    double fFixedRate = 0;
+    std::vector<float> arMono;   // the mixed channel, reused
+    std::string szError;         // set once when writing failed
+    bool bFailed = false;
     bool bLimitReached = false;
+    bool bWarnedRate = false;    // told that a sender publishes no rate
+    std::vector<std::string> arNotes; // lines for the log, from the file's side
 };
+
+int Usage(const std::string& szWhy) {
+    std::fprintf(stderr, "harlune record: %s\n\n%s", szWhy.c_str(), kUsage);
+    return 2;
+}
+
+std::string LiveLine(Recording& recording) {
+    const double fSeconds = recording.pFile->TotalSeconds();
+    char sz[256];
+    std::snprintf(sz, sizeof sz, "%02d:%04.1f", static_cast<int>(fSeconds / 60), std::fmod(fSeconds, 60.0));
+    std::string szLine = sz;
+    const std::vector<float> arPeaks = recording.meter.TakePeaks();
+    const char* const arNames[] = {"L", "R"};
+    for (std::size_t c = 0; c < arPeaks.size(); ++c) {
+        std::snprintf(sz, sizeof sz, "  %s [%s] %6.1f", arPeaks.size() == 1 ? "M" : arNames[c % 2],
+                      LLevelMeter::Bar(arPeaks[c], 20).c_str(), LLevelMeter::Decibels(arPeaks[c]));
+        szLine += sz;
+    }
+    std::snprintf(sz, sizeof sz, " dBFS  clips %llu", static_cast<unsigned long long>(recording.meter.Clips()));
+    szLine += sz;
+    if (recording.pFile->FileRate() > 0) {
+        std::snprintf(sz, sizeof sz, "  %.0f Hz", recording.pFile->FileRate());
+        szLine += sz;
+    }
+    return szLine;
+}
 
 } // namespace
 
 int LRunRecordCommand(const std::vector<std::string>& arArgs) {
-    std::string szPath;
-    double fRate = 44100.0, fDuration = 0.0, fFrames = 0.0;
-    bool bQuiet = false;
+    LRecordingOptions options;
+    double fChannels = 2, fFrames = 0;
+    bool bQuiet = false, bFormatGiven = false;
+    std::string szError;
     for (std::size_t i = 0; i < arArgs.size(); ++i) {
         const std::string& szArg = arArgs[i];
         const bool bNext = i + 1 < arArgs.size();
+        auto needValue = [&]() { return bNext ? true : (szError = szArg + " needs a value", false); };
         if (szArg == "--help" || szArg == "-h") {
             std::fputs(kUsage, stdout);
             return 0;
-        } else if (szArg == "--rate" && bNext && LParseNumber(arArgs[i + 1], &fRate) && fRate >= 1 && fRate <= 768000) {
-            ++i;
-        } else if (szArg == "--duration" && bNext && LParseNumber(arArgs[i + 1], &fDuration) && fDuration > 0) {
-            ++i;
-        } else if (szArg == "--frames" && bNext && LParseNumber(arArgs[i + 1], &fFrames) && fFrames >= 1) {
-            ++i;
-        } else if (szArg == "--quiet") {
+        } else if (szArg == "--version") {
+            std::printf("%s\n", LVersionText());
+            return 0;
+        } else if (szArg == "-f" || szArg == "--format") {
+            if (!needValue()) {
+                return Usage(szError);
+            }
+            if (!audio::LParseRecordFormat(arArgs[++i], &options.eFormat)) {
+                return Usage("unknown format '" + arArgs[i] + "'; the formats are " + audio::LRecordFormatNames());
+            }
+            bFormatGiven = true;
+        } else if (szArg == "-r" || szArg == "--rate") {
+            if (!needValue() || !LParseOptionNumber(szArg, arArgs[++i], 1000, 768000, &options.fFixedRate, &szError)) {
+                return Usage(szError);
+            }
+        } else if (szArg == "-c" || szArg == "--channels") {
+            if (!needValue() || !LParseOptionNumber(szArg, arArgs[++i], 1, 2, &fChannels, &szError) ||
+                fChannels != std::floor(fChannels)) {
+                return Usage(szError.empty() ? szArg + " takes 1 or 2, not '" + arArgs[i] + "'" : szError);
+            }
+        } else if (szArg == "-d" || szArg == "--duration") {
+            if (!needValue() ||
+                !LParseOptionNumber(szArg, arArgs[++i], 0.001, 1e7, &options.fSecondsLimit, &szError)) {
+                return Usage(szError);
+            }
+        } else if (szArg == "--frames") {
+            if (!needValue() || !LParseOptionNumber(szArg, arArgs[++i], 1, 1e15, &fFrames, &szError) ||
+                fFrames != std::floor(fFrames)) {
+                return Usage(szError.empty() ? "--frames takes a whole number, not '" + arArgs[i] + "'" : szError);
+            }
+        } else if (szArg == "--quality") {
+            if (!needValue()) {
+                return Usage(szError);
+            }
+            if (!audio::LParseResampleQuality(arArgs[++i], &options.eQuality)) {
+                return Usage("--quality takes quick, low, medium, high or very-high, not '" + arArgs[i] + "'");
+            }
+        } else if (szArg == "-q" || szArg == "--quiet") {
             bQuiet = true;
-        } else if (szPath.empty() && !szArg.empty() && szArg[0] != '-') {
-            szPath = szArg;
+        } else if (options.szPath.empty() && !szArg.empty() && (szArg[0] != '-' || szArg == "-")) {
+            options.szPath = szArg;
         } else {
-            std::fprintf(stderr, "harlune record: unexpected or invalid argument '%s'\n\n%s", szArg.c_str(), kUsage);
-            return 2;
+            return Usage("unexpected argument '" + szArg + "'");
         }
     }
-    if (szPath.empty()) {
-        std::fprintf(stderr, "harlune record: no file given\n\n%s", kUsage);
-        return 2;
+    if (options.szPath.empty()) {
+        return Usage("no file given (\"-\" writes to standard output)");
     }
+    if (!bFormatGiven && options.szPath != "-" && !audio::LRecordFormatFromPath(options.szPath, &options.eFormat)) {
+        options.eFormat = audio::LRecordFormat::WavFloat; // no extension we know: the default
+    }
+    options.nFrameLimit = static_cast<std::uint64_t>(fFrames);
+    options.nChannels = static_cast<int>(fChannels);
     LBlockStopSignals();
 
+    // With the audio on standard output, every word goes to standard error.
+    const bool bToStdout = options.szPath == "-";
+    std::FILE* const pWords = bToStdout ? stderr : stdout;
+    std::string szProblem;
+    if (!host::LCheckServiceFolder(&szProblem)) {
+        std::fprintf(stderr, "harlune record: %s\n", szProblem.c_str());
+        return 1;
+    }
+
     Recording recording;
-    std::string szError;
-    if (!recording.writer.Open(szPath, static_cast<std::uint32_t>(fRate), 2, &szError)) {
+    recording.nChannels = options.nChannels;
+    recording.fFixedRate = options.fFixedRate;
+    recording.meter = LLevelMeter(options.nChannels);
+    LRecordingFile file(options, [&recording](const std::string& szNote) { recording.arNotes.push_back(szNote); });
+    recording.pFile = &file;
+    if (!file.CheckWritable(&szError)) {
         std::fprintf(stderr, "harlune record: %s\n", szError.c_str());
         return 1;
     }
-    if (fFrames > 0) {
-        recording.nLimit = static_cast<std::uint64_t>(fFrames);
-    } else if (fDuration > 0) {
-        recording.nLimit = static_cast<std::uint64_t>(std::llround(fDuration * fRate));
-    }
 
     LRecorderSink sink;
-    sink.audio = [&recording](const void* pBytes, std::size_t nBytes) {
+    sink.audio = [&recording](pid_t nSender, const void* pBytes, std::size_t nBytes) {
         std::lock_guard<std::mutex> lock(recording.mtx);
-        if (pBytes == nullptr || recording.bLimitReached || recording.bWriteFailed) {
+        if (pBytes == nullptr || recording.bLimitReached || recording.bFailed) {
             return;
         }
+        double fRate = recording.rates.RateOf(nSender);
+        if (!(fRate > 0)) {
+            // A host that publishes nothing: its device is taken to run at
+            // the fixed rate when one is given (no resampling), else at the
+            // device's start-up rate; said once.
+            fRate = recording.fFixedRate > 0 ? recording.fFixedRate : kAssumedDeviceRate;
+            if (!recording.bWarnedRate) {
+                recording.bWarnedRate = true;
+                char sz[160];
+                std::snprintf(sz, sizeof sz, "the sender (pid %d) publishes no device rate; taking it as %.0f Hz",
+                              static_cast<int>(nSender), fRate);
+                recording.arNotes.push_back(sz);
+            }
+        }
         const auto* pfFrames = static_cast<const float*>(pBytes);
-        std::uint64_t nFrames = nBytes / 8;
-        if (recording.nLimit != 0) {
-            nFrames = std::min(nFrames, recording.nLimit - recording.writer.Frames());
+        const std::uint64_t nFrames = nBytes / 8;
+        if (recording.nChannels == 1) {
+            recording.arMono.resize(nFrames);
+            for (std::uint64_t i = 0; i < nFrames; ++i) {
+                recording.arMono[i] = 0.5f * (pfFrames[2 * i] + pfFrames[2 * i + 1]);
+            }
+            pfFrames = recording.arMono.data();
         }
-        for (std::uint64_t i = 0; i < nFrames * 2; ++i) {
-            recording.fPeak = std::max(recording.fPeak, std::fabs(pfFrames[i]));
+        recording.meter.Add(pfFrames, nFrames);
+        std::string szWriteError;
+        switch (recording.pFile->Append(pfFrames, nFrames, fRate, &szWriteError)) {
+        case LAppendResult::Written: break;
+        case LAppendResult::LimitReached: recording.bLimitReached = true; break;
+        case LAppendResult::Failed:
+            recording.bFailed = true;
+            recording.szError = szWriteError;
+            break;
         }
-        recording.bWriteFailed = !recording.writer.Append(pfFrames, nFrames);
-        recording.bLimitReached = recording.nLimit != 0 && recording.writer.Frames() >= recording.nLimit;
     };
-    sink.volume = [](double fVolume) {
-        // On standard output, one line each, for people and scripts alike.
-        std::printf("volume: %.6f\n", fVolume);
-        std::fflush(stdout);
+    sink.volume = [pWords](double fVolume) {
+        // One line each, for people and scripts alike.
+        std::fprintf(pWords, "volume: %.6f\n", fVolume);
+        std::fflush(pWords);
     };
     sink.log = [](const std::string& szLine) { LLogLine("record", szLine); };
 
@@ -114,31 +229,43 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         std::fprintf(stderr, "harlune record: cannot publish an endpoint\n");
         return 1;
     }
-    const bool bLive = !bQuiet && isatty(STDOUT_FILENO);
+    const bool bLive = !bQuiet && isatty(STDERR_FILENO);
     bool bRegistered = false;
+    bool bToldNoHelper = false;
     int nExit = 0;
+    const auto start = std::chrono::steady_clock::now();
+    auto lastHeader = start;
     while (!LWaitForStopSignal(std::chrono::milliseconds(100))) {
         recorder.Tick();
+        const auto now = std::chrono::steady_clock::now();
         if (recorder.IsRegistered() != bRegistered) {
             bRegistered = !bRegistered;
-            // Readiness for scripts: a line on standard output each time the
-            // recorder (re)registers with the helper service.
+            // Readiness for scripts: a line each time the recorder
+            // (re)registers with the helper service.
             if (bRegistered) {
-                std::printf("registered\n");
-                std::fflush(stdout);
+                std::fprintf(pWords, "registered\n");
+                std::fflush(pWords);
             }
         }
-        std::lock_guard<std::mutex> lock(recording.mtx);
-        if (bLive) {
-            const double fSeconds = static_cast<double>(recording.writer.Frames()) / fRate;
-            const double fPeakDb = recording.fPeak > 0 ? 20.0 * std::log10(recording.fPeak) : -120.0;
-            std::printf("\r%02d:%04.1f  %10llu frames  peak %6.1f dBFS ", static_cast<int>(fSeconds / 60),
-                        std::fmod(fSeconds, 60.0), static_cast<unsigned long long>(recording.writer.Frames()), fPeakDb);
-            std::fflush(stdout);
-            recording.fPeak = 0.0f;
+        if (!bRegistered && !bToldNoHelper && now - start >= std::chrono::seconds(1) &&
+            LProbeHelper(std::chrono::milliseconds(500)).eState == LHelperState::NotRunning) {
+            bToldNoHelper = true;
+            LLogLine("record", LNoHelperText() + "; waiting for it");
         }
-        if (recording.bWriteFailed) {
-            LLogLine("record", "cannot write to " + szPath + "; stopping");
+        std::lock_guard<std::mutex> lock(recording.mtx);
+        for (const std::string& szNote : recording.arNotes) {
+            LLogLine("record", szNote);
+        }
+        recording.arNotes.clear();
+        if (now - lastHeader >= std::chrono::seconds(1)) {
+            lastHeader = now;
+            file.UpdateHeader();
+        }
+        if (bLive) {
+            LShowLiveLine(LiveLine(recording));
+        }
+        if (recording.bFailed) {
+            LLogLine("record", recording.szError + "; stopping");
             nExit = 1;
             break;
         }
@@ -147,17 +274,23 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         }
     }
     if (bLive) {
-        std::printf("\n");
+        LEndLiveLine();
     }
     recorder.Close(std::chrono::milliseconds(500));
     std::lock_guard<std::mutex> lock(recording.mtx);
-    const std::uint64_t nFrames = recording.writer.Frames();
-    if (!recording.writer.Finish()) {
-        LLogLine("record", "cannot complete " + szPath);
-        return 1;
+    if (!file.Finish(&szError)) {
+        LLogLine("record", szError);
+        nExit = 1;
     }
-    std::printf("recorded %llu frames (%.3f s) to %s\n", static_cast<unsigned long long>(nFrames),
-                static_cast<double>(nFrames) / fRate, szPath.c_str());
+    for (const LRecordingTake& take : file.Takes()) {
+        std::fprintf(pWords, "recorded %llu frames (%.3f s at %.0f Hz) to %s\n",
+                     static_cast<unsigned long long>(take.nFrames),
+                     take.fSampleRate > 0 ? static_cast<double>(take.nFrames) / take.fSampleRate : 0.0,
+                     take.fSampleRate, take.szPath.c_str());
+    }
+    if (file.Takes().empty()) {
+        std::fprintf(pWords, "recorded nothing: the device sent no audio\n");
+    }
     return nExit;
 }
 

@@ -92,11 +92,13 @@ void LRecorder::EvConnectionError(long connection, LXPCErrorType error) {
     }
 }
 
-void LRecorder::EvMessageReceived(long, long, const LXPCData* values, unsigned long count) {
+void LRecorder::EvMessageReceived(long connection, long, const LXPCData* values, unsigned long count) {
+    // The connection is alive while its event is handled.
+    const pid_t nSender = xpc_connection_get_pid(reinterpret_cast<xpc_connection_t>(static_cast<std::intptr_t>(connection)));
     for (unsigned long i = 0; i < count; ++i) {
         const LXPCData& v = values[i];
         if (std::strcmp(v.szKey, "AUDIO_DATA") == 0 && m_sink.audio) {
-            m_sink.audio(reinterpret_cast<const void*>(static_cast<std::intptr_t>(v.nValue)), v.nLength);
+            m_sink.audio(nSender, reinterpret_cast<const void*>(static_cast<std::intptr_t>(v.nValue)), v.nLength);
         } else if (std::strcmp(v.szKey, "VOLUME_CHANGED") == 0 && m_sink.volume) {
             m_sink.volume(v.dValue);
         }

@@ -17,6 +17,8 @@
 
 #include <xpc/xpc.h>
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -25,9 +27,10 @@
 namespace harlune::tools {
 
 struct LRecorderSink {
-    // One buffer of interleaved stereo float frames (nBytes / 8 frames);
-    // the bytes are valid only during the call.
-    std::function<void(const void* pBytes, std::size_t nBytes)> audio;
+    // One buffer of interleaved stereo float frames (nBytes / 8 frames)
+    // from the plug-in in process nSenderPid (its host, whose publication
+    // tells the device's rate); the bytes are valid only during the call.
+    std::function<void(pid_t nSenderPid, const void* pBytes, std::size_t nBytes)> audio;
     // A new output volume, scalar 0.0 to 1.0.
     std::function<void(double fVolume)> volume;
     // A line for the log.

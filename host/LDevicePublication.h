@@ -1,0 +1,89 @@
+// LDevicePublication.h: how a host tells other processes what its device is
+// doing, as the platform's audio server answers its clients' property
+// queries. A recording application needs the device's current sample rate
+// to label what it records: the audio buffers themselves carry no rate.
+//
+// The host publishes one small shared file per process in the service folder
+// (LServiceFolder.h), "device-PID.state", and keeps it mapped while it runs.
+// Readers find it by the process id of the peer that sends them audio
+// (xpc_connection_get_pid) and map it read-only, so a look-up per buffer is
+// two loads from memory, with no message and no system call.
+//
+// Layout (native byte order; version 1): 8 bytes magic "HRLNDEV1", then
+// 64-bit atomics: the nominal sample rate's bits (IEEE double, Hz), the
+// count of rate changes since publishing, and 1 while IO runs, else 0. Every
+// field is written and read as a lock-free atomic, so a reader never sees a
+// torn value. The file is made complete under a temporary name and renamed
+// into place, so a reader never finds it half-made.
+//
+// Lifetime: the publisher removes its file when destroyed; a file left by a
+// process that died is removed by the next publisher that starts (its pid no
+// longer exists). Thread safety: every member of both classes may be called
+// from any thread.
+#ifndef HARLUNE_HOST_LDEVICEPUBLICATION_H
+#define HARLUNE_HOST_LDEVICEPUBLICATION_H
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+namespace harlune::host {
+
+struct LPublishedDeviceState {
+    char szMagic[8];                         // "HRLNDEV1"
+    std::atomic<std::uint64_t> qwRateBits;   // nominal sample rate, the bits of a double, Hz
+    std::atomic<std::uint64_t> qwRateChanges; // rate changes since the host published
+    std::atomic<std::uint64_t> qwRunning;    // 1 while the device's IO runs
+};
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the published state is shared across processes");
+
+// The publication's path for process nPid.
+std::string LDevicePublicationPath(pid_t nPid);
+
+class LDevicePublisher {
+public:
+    LDevicePublisher() = default;
+    ~LDevicePublisher(); // unpublishes
+    LDevicePublisher(const LDevicePublisher&) = delete;
+    LDevicePublisher& operator=(const LDevicePublisher&) = delete;
+
+    // Publishes this process's device at fSampleRate; false with *pszError
+    // set when the service folder is refused or the file cannot be made.
+    bool Publish(double fSampleRate, std::string* pszError);
+    // Records a new nominal rate (counted as a change when it differs).
+    void SetSampleRate(double fSampleRate);
+    void SetRunning(bool bRunning);
+    // Removes the file; later Set calls do nothing.
+    void Unpublish();
+
+private:
+    LPublishedDeviceState* m_pState = nullptr; // mapped, shared
+    std::string m_szPath;
+};
+
+// A read-only view of another process's publication.
+class LPublishedDevice {
+public:
+    LPublishedDevice() = default;
+    ~LPublishedDevice();
+    LPublishedDevice(const LPublishedDevice&) = delete;
+    LPublishedDevice& operator=(const LPublishedDevice&) = delete;
+
+    // Maps the publication of process nPid; false when it has none (or the
+    // file is not a publication of this version).
+    bool Open(pid_t nPid);
+    bool IsOpen() const { return m_pState != nullptr; }
+    // The device's nominal rate in Hz; 0 when not open.
+    double SampleRate() const;
+    std::uint64_t RateChanges() const;
+    bool IsRunning() const;
+
+private:
+    const LPublishedDeviceState* m_pState = nullptr;
+};
+
+} // namespace harlune::host
+
+#endif
