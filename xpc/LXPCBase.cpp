@@ -30,15 +30,19 @@ LXPCBase::LXPCBase(LXPCEventNotify* pNotifyIn) : pNotify(pNotifyIn), m_pGate(new
 
 void LXPCBase::CloseHandlers() { m_pGate->Close(); }
 
-LXPCBase::~LXPCBase() {
+void LXPCBase::DetachNotify() {
     // First shut the handlers out (waiting for any that are running), so
     // the notify is not called once it has been told it is disabled.
     m_pGate->Close();
-    m_pGate->Release();
     if (pNotify != nullptr) {
         pNotify->bEnabled = false;
         pNotify = nullptr;
     }
+}
+
+LXPCBase::~LXPCBase() {
+    DetachNotify();
+    m_pGate->Release();
     lReceiveKeys.Clear();
     lSendKeys.Clear();
 }

@@ -47,6 +47,12 @@ public:
     void SendReply(long connection, long message, const LList<LXPCDataListable>& values);
     // Installs this base's event handler and resumes the connection if it is suspended.
     void SetupConnectionHandlerAndResume(LXPCConnection& connection);
+    // Parts from the notify for good: shuts every handler out (waiting for
+    // those running on other threads), clears the notify's bEnabled and
+    // forgets it. Once it returns, nothing of this base calls the notify,
+    // so its owner may free it even while other threads still hold the
+    // base. Idempotent; the destructor does it too.
+    void DetachNotify();
 
     LXPCEventNotify* pNotify;                       // not owned
     LList<LXPCDictionaryKeyListable> lSendKeys;     // encode outgoing messages and replies

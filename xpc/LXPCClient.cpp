@@ -81,13 +81,21 @@ xpc_object_t LXPCClient::CreateEndPoint(const char* szName, unsigned long index)
     if (hListener == nullptr) {
         return nullptr;
     }
+    // Failing half-way leaves nothing behind: the listener was never
+    // resumed, so cancelling and releasing it frees it at once.
+    auto abandon = [hListener] {
+        xpc_connection_cancel(hListener);
+        xpc_release(hListener);
+    };
     xpc_endpoint_t endpoint = xpc_endpoint_create(hListener);
     if (endpoint == nullptr) {
+        abandon();
         return nullptr;
     }
     auto* pRecord = new (std::nothrow) LXPCConnectionClient("AnonymousConnection", 0);
     if (pRecord == nullptr) {
         xpc_release(endpoint);
+        abandon();
         return nullptr;
     }
     // The listener keeps its own copy of the name: the caller's may not

@@ -140,8 +140,12 @@ void LXPCClientManager::Destroy(int id) {
         }
         lClients.Unlink(pFound);
     }
-    // Deleted outside the lock: deletion waits for the client's running
-    // handlers, which may themselves be waiting to look a client up.
+    // Outside the lock, since it waits for the client's running handlers,
+    // which may themselves be waiting to look a client up: the notify is let
+    // go now, so the caller may free it as soon as this returns, even while
+    // an operation on another thread still pins the client (whose deletion
+    // then happens when that operation ends).
+    pFound->DetachNotify();
     Unpin(pFound);
 }
 
@@ -158,6 +162,7 @@ void LXPCClientManager::DestroyAll() {
         nClientCount = 0;
     }
     for (LXPCClientListable* p : ar) {
+        p->DetachNotify();
         Unpin(p);
     }
 }

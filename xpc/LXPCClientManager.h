@@ -11,9 +11,11 @@
 // Lifetime: a client stays alive while an operation on it runs. The
 // forwarders pin the client for their duration, so a concurrent Destroy
 // unregisters it at once but deletes it only when the last running
-// operation has finished (on that operation's thread). Deleting a client
-// disconnects its connections and waits for its running handlers (see
-// LXPCBase), which is why it never happens with mtxClients held.
+// operation has finished (on that operation's thread). Destroy and
+// DestroyAll return only once no callback of the client can reach its
+// notify any more (see LXPCBase::DetachNotify), so the caller may free the
+// notify next. Deleting a client disconnects its connections and waits for
+// its running handlers, which is why it never happens with mtxClients held.
 //
 // Process set-up and end: static initialisation (before any client code)
 // makes the recursive mutex and registers two end-of-process actions,

@@ -21,6 +21,11 @@ T* AsPointer(long nValue) {
     return reinterpret_cast<T*>(static_cast<std::intptr_t>(nValue));
 }
 
+// Whether a value's word points at a payload: a fresh value holds -1 and a
+// cleared one 0, and neither may be read through. Every type whose payload
+// is an address or an object goes through this test.
+bool HasPayload(long nValue) { return nValue != 0 && nValue != -1; }
+
 template <typename T>
 long AsWord(T* p) {
     return static_cast<long>(reinterpret_cast<std::intptr_t>(p));
@@ -48,15 +53,17 @@ void SetXPCDictionary(xpc_object_t dictionary, LList<LXPCDictionaryKeyListable>&
         case kLXPCDataTypeDouble: xpc_dictionary_set_double(dictionary, szName, pValue->dValue); break;
         case kLXPCDataTypeDate: xpc_dictionary_set_date(dictionary, szName, pValue->nValue); break;
         case kLXPCDataTypeData:
-            xpc_dictionary_set_data(dictionary, szName, AsPointer<const void>(pValue->nValue), pValue->nLength);
+            if (HasPayload(pValue->nValue)) {
+                xpc_dictionary_set_data(dictionary, szName, AsPointer<const void>(pValue->nValue), pValue->nLength);
+            }
             break;
         case kLXPCDataTypeUUID:
-            if (pValue->nValue != 0 && pValue->nValue != -1) {
+            if (HasPayload(pValue->nValue)) {
                 xpc_dictionary_set_uuid(dictionary, szName, AsPointer<const unsigned char>(pValue->nValue));
             }
             break;
         case kLXPCDataTypeString:
-            if (pValue->nValue != 0 && pValue->nValue != -1) {
+            if (HasPayload(pValue->nValue)) {
                 xpc_dictionary_set_string(dictionary, szName, AsPointer<const char>(pValue->nValue));
             }
             break;
@@ -64,7 +71,7 @@ void SetXPCDictionary(xpc_object_t dictionary, LList<LXPCDictionaryKeyListable>&
             xpc_dictionary_set_fd(dictionary, szName, static_cast<int>(static_cast<std::uint32_t>(pValue->nValue)));
             break;
         case kLXPCDataTypeValue:
-            if (pValue->nValue != 0 && pValue->nValue != -1) {
+            if (HasPayload(pValue->nValue)) {
                 xpc_dictionary_set_value(dictionary, szName, AsPointer<void>(pValue->nValue));
             }
             break;

@@ -2,10 +2,12 @@
 // classes.
 
 #include "connection_impl.h"
+#include "error_objects.h"
 #include "dictionary_impl.h"
 #include "endpoint_impl.h"
 #include "listener.h"
 
+#include <Block.h>
 #include <dispatch/dispatch.h>
 
 namespace {
@@ -97,8 +99,22 @@ extern "C" void xpc_connection_send_message_with_reply(xpc_connection_t connecti
                                                        dispatch_queue_t replyq, xpc_handler_t handler) noexcept {
   Connection* target = messaging_of(connection);
   const Dictionary* dictionary = handle_as<Dictionary>(message);
-  if (target != nullptr && dictionary != nullptr && handler != nullptr) {
+  if (handler == nullptr) {
+    return;
+  }
+  if (target != nullptr && dictionary != nullptr) {
     target->send_with_reply(*dictionary, replyq, handler);
+  } else if (ConnectionBase* base = base_of(connection)) {
+    // A listener sends nothing, but the handler still runs exactly once.
+    xpc_handler_t copy = Block_copy(handler);
+    if (replyq != nullptr) {
+      dispatch_async(replyq, ^{
+        copy(XPC_ERROR_CONNECTION_INVALID);
+        Block_release(copy);
+      });
+    } else {
+      base->run_reply(copy, connection_invalid_error());
+    }
   }
 }
 
@@ -126,6 +142,9 @@ extern "C" void xpc_connection_send_barrier(xpc_connection_t connection, dispatc
   }
   if (Connection* target = messaging_of(connection)) {
     target->send_barrier(barrier);
+  } else if (ConnectionBase* base = base_of(connection)) {
+    // Nothing was queued on a listener: the barrier runs at once.
+    base->run_barrier(Block_copy(barrier));
   }
 }
 
@@ -152,4 +171,9 @@ extern "C" gid_t xpc_connection_get_egid(xpc_connection_t connection) noexcept {
 extern "C" uint64_t harlune_xpc_connection_get_dropped_count(xpc_connection_t connection) noexcept {
   Connection* target = messaging_of(connection);
   return target != nullptr ? target->dropped() : 0;
+}
+
+extern "C" uint64_t harlune_xpc_connection_get_queued_bytes(xpc_connection_t connection) noexcept {
+  Connection* target = messaging_of(connection);
+  return target != nullptr ? target->queued_bytes() : 0;
 }

@@ -5,9 +5,36 @@
 #include "api_misuse.h"
 #include "error_objects.h"
 
+#include <Block.h>
+
 #include <cstdio>
+#include <new>
 
 namespace harlune::xpc {
+namespace {
+
+struct DetachedReply {
+  xpc_handler_t handler;
+  Object* result;
+};
+
+void run_detached_reply(void* context) {
+  auto* reply = static_cast<DetachedReply*>(context);
+  reply->handler(to_handle(reply->result));
+  Block_release(reply->handler);
+  reply->result->release();
+  delete reply;
+}
+
+void run_detached_barrier(void* context) {
+  auto barrier = reinterpret_cast<dispatch_block_t>(context);
+  barrier();
+  Block_release(barrier);
+}
+
+dispatch_queue_t detached_queue() noexcept { return dispatch_get_global_queue(QOS_CLASS_DEFAULT, 0); }
+
+}  // namespace
 
 ConnectionBase::ConnectionBase(std::string name, dispatch_queue_t target, int caller_references) noexcept
     : Object(kType, Lifetime::counted),
@@ -69,8 +96,15 @@ void ConnectionBase::cancel() noexcept {
       return;
     }
     cancelled_ = true;
+    if (!activated_) {
+      stillborn_.store(true, std::memory_order_release);
+    }
   }
   cancelled();
+  if (stillborn()) {
+    // Callbacks queued while it waited for its first resume.
+    pump_.run_callbacks_on(detached_queue());
+  }
 }
 
 void ConnectionBase::note_caller_release() noexcept {
@@ -81,6 +115,24 @@ void ConnectionBase::note_caller_release() noexcept {
   if (activated_ && suspensions_ > 0) {
     HARLUNE_XPC_MISUSE("release of the last reference to a suspended connection");
   }
+}
+
+void ConnectionBase::run_reply(xpc_handler_t handler, Object* result) noexcept {
+  if (stillborn()) {
+    if (auto* reply = new (std::nothrow) DetachedReply{handler, result}) {
+      dispatch_async_f(detached_queue(), reply, &run_detached_reply);
+      return;
+    }
+  }
+  pump_.push_reply(handler, result);
+}
+
+void ConnectionBase::run_barrier(dispatch_block_t barrier) noexcept {
+  if (stillborn()) {
+    dispatch_async_f(detached_queue(), reinterpret_cast<void*>(barrier), &run_detached_barrier);
+    return;
+  }
+  pump_.push_barrier(barrier);
 }
 
 PeerCredentials ConnectionBase::credentials() noexcept {

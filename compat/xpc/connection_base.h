@@ -44,6 +44,14 @@ class ConnectionBase : public Object, public IoSource, public PumpClient {
   void note_caller_retain() noexcept { caller_references_.fetch_add(1, std::memory_order_relaxed); }
   void note_caller_release() noexcept;
 
+  // Runs a reply handler (taking over the block copy and the reference to
+  // `result`) or a barrier (taking over the block copy) in turn with the
+  // connection's other callbacks. A connection cancelled before it was
+  // ever resumed will never run its queue, so they run on a global queue
+  // instead: a reply handler runs exactly once whatever happens.
+  void run_reply(xpc_handler_t handler, Object* result) noexcept;
+  void run_barrier(dispatch_block_t barrier) noexcept;
+
   const char* name() const noexcept { return name_.empty() ? nullptr : name_.c_str(); }
   PeerCredentials credentials() noexcept;
 
@@ -68,6 +76,10 @@ class ConnectionBase : public Object, public IoSource, public PumpClient {
   virtual void resumed() noexcept {}
   virtual void cancelled() noexcept = 0;
 
+  // Cancelled before the first resume: the pump may never run. Lock-free,
+  // so callbacks can be routed with mutex_ held.
+  bool stillborn() const noexcept { return stillborn_.load(std::memory_order_acquire); }
+
   std::mutex mutex_;
   unsigned suspensions_ = 1;  // mutex_
   bool activated_ = false;    // mutex_
@@ -77,6 +89,7 @@ class ConnectionBase : public Object, public IoSource, public PumpClient {
 
  private:
   std::atomic<int> caller_references_;
+  std::atomic<bool> stillborn_{false};  // Set once, before cancelled() runs.
   const std::string name_;
 };
 

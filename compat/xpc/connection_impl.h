@@ -9,9 +9,11 @@
 // write lock looks at the queue again after releasing it, so nothing is
 // left behind. When the socket is full the loop thread waits for it to
 // drain (EPOLLOUT) and writes the rest. Barriers are markers in the same
-// queue, handed to the event pump once everything before them is written.
-// Past the queue limits (see <xpc/connection.h>) a new message is dropped
-// and counted; the audio path prefers that to waiting.
+// queue, handed to the event pump once everything before them is written;
+// their markers count against the byte limit, and interchangeable barriers
+// in a row share one marker. Past the queue limits (see <xpc/connection.h>)
+// a new message is dropped and counted; the audio path prefers that to
+// waiting.
 //
 // Receiving runs on the loop thread: the socket is read in large chunks,
 // complete frames are decoded and their dictionaries queued on the pump;
@@ -58,6 +60,8 @@ class Connection final : public ConnectionBase {
   void send_with_reply(const Dictionary& message, dispatch_queue_t queue, xpc_handler_t handler) noexcept;
   void send_barrier(dispatch_block_t barrier) noexcept;
   uint64_t dropped() const noexcept { return dropped_.load(std::memory_order_relaxed); }
+  // Bytes the send queue holds: messages and barrier markers.
+  uint64_t queued_bytes() noexcept;
 
   void io_event(int fd, uint32_t events) noexcept override;
   void io_command(uint32_t command) noexcept override;
@@ -96,6 +100,8 @@ class Connection final : public ConnectionBase {
   Flush flush() noexcept;  // Write lock held.
   bool writable_locked() const noexcept;
   void pop_leading_barriers_locked() noexcept;
+  // Queues a barrier marker's block on the pump as often as it runs.
+  void hand_barrier_to_pump(OutgoingFrame* frame) noexcept;
   // Runs `reply.handler` once with `result` (reference taken over): on its
   // queue, or on the pump.
   void answer(PendingReply& reply, Object* result) noexcept;

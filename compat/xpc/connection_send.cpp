@@ -3,6 +3,7 @@
 #include "connection_impl.h"
 
 #include "api_misuse.h"
+#include "block_identity.h"
 #include "error_objects.h"
 #include "wire_encoder.h"
 
@@ -71,14 +72,39 @@ void Connection::send_barrier(dispatch_block_t barrier) noexcept {
     std::lock_guard<std::mutex> lock(mutex_);
     // Only messages ahead of it can hold a barrier back.
     if (link_ != Link::ended && !cancelled_ && head_ != nullptr) {
+      // A barrier right behind another one waits for the same messages. When
+      // the two are interchangeable (the usual "message sent" notice after
+      // each send), the marker already queued runs once more instead: a
+      // stalled peer then costs no memory per dropped message.
+      if (tail_->barrier != nullptr && blocks_interchangeable(tail_->barrier, barrier) &&
+          tail_->runs < UINT32_MAX) {
+        ++tail_->runs;
+        return;
+      }
       if (OutgoingFrame* frame = make_barrier_frame(barrier)) {
+        // Markers count against the byte limit like messages, so the limit
+        // bounds everything the queue holds; a barrier is never dropped.
         tail_->next = frame;
         tail_ = frame;
+        queued_bytes_ += frame->cost;
         return;
       }
     }
   }
-  pump_.push_barrier(Block_copy(barrier));
+  run_barrier(Block_copy(barrier));
+}
+
+uint64_t Connection::queued_bytes() noexcept {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return queued_bytes_;
+}
+
+void Connection::hand_barrier_to_pump(OutgoingFrame* frame) noexcept {
+  for (uint32_t run = 1; run < frame->runs; ++run) {
+    run_barrier(Block_copy(frame->barrier));
+  }
+  run_barrier(frame->barrier);
+  frame->barrier = nullptr;
 }
 
 void Connection::enqueue(OutgoingFrame* frame, uint64_t token, PendingReply* reply) noexcept {
@@ -175,8 +201,8 @@ void Connection::pop_leading_barriers_locked() noexcept {
     if (head_ == nullptr) {
       tail_ = nullptr;
     }
-    pump_.push_barrier(frame->barrier);
-    frame->barrier = nullptr;
+    queued_bytes_ -= frame->cost;
+    hand_barrier_to_pump(frame);
     destroy_frame(frame);
   }
 }
@@ -277,7 +303,7 @@ void Connection::answer(PendingReply& reply, Object* result) noexcept {
     }
     dispatch_release(reply.queue);
   }
-  pump_.push_reply(reply.handler, result);
+  run_reply(reply.handler, result);
 }
 
 void Connection::settle(OutgoingFrame* frames, std::unordered_map<uint64_t, PendingReply>& pending,
@@ -289,8 +315,7 @@ void Connection::settle(OutgoingFrame* frames, std::unordered_map<uint64_t, Pend
   while (frames != nullptr) {
     OutgoingFrame* next = frames->next;
     if (frames->barrier != nullptr) {
-      pump_.push_barrier(frames->barrier);
-      frames->barrier = nullptr;
+      hand_barrier_to_pump(frames);
     }
     destroy_frame(frames);
     frames = next;

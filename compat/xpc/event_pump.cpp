@@ -4,6 +4,8 @@
 
 #include <Block.h>
 
+#include <new>
+
 namespace harlune::xpc {
 
 EventPump::EventPump(PumpClient& client, const char* label) noexcept : client_(client), label_(label) {}
@@ -134,6 +136,36 @@ void EventPump::push_final(Object* error, bool discard_events) noexcept {
     discard(item);
   }
   submit(queue);
+}
+
+void EventPump::run_callbacks_on(dispatch_queue_t queue) noexcept {
+  std::deque<Item> callbacks;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::deque<Item> kept;
+    for (Item& item : items_) {
+      (item.kind == Kind::reply || item.kind == Kind::barrier ? callbacks : kept).push_back(item);
+    }
+    items_.swap(kept);
+  }
+  for (Item& item : callbacks) {
+    if (auto* copy = new (std::nothrow) Item(item)) {
+      dispatch_async_f(queue, copy, &EventPump::run_detached);
+    } else {
+      discard(item);
+    }
+  }
+}
+
+void EventPump::run_detached(void* context) {
+  auto* item = static_cast<Item*>(context);
+  if (item->kind == Kind::reply) {
+    reinterpret_cast<xpc_handler_t>(item->block)(to_handle(item->object));
+  } else {
+    reinterpret_cast<dispatch_block_t>(item->block)();
+  }
+  discard(*item);
+  delete item;
 }
 
 void EventPump::push(Item item) noexcept {

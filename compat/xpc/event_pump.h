@@ -73,6 +73,9 @@ class EventPump {
   // are delivered before it (a peer that said goodbye). Only the first call
   // has an effect.
   void push_final(Object* error, bool discard_events) noexcept;
+  // Takes the replies and barriers waiting in the pump out and runs each
+  // on `queue` (a pump that will never run must still run them once).
+  void run_callbacks_on(dispatch_queue_t queue) noexcept;
 
  private:
   enum class Kind { event, reply, barrier, final };
@@ -89,6 +92,7 @@ class EventPump {
   dispatch_queue_t claim_drain_locked() noexcept;
   void submit(dispatch_queue_t queue) noexcept;
   static void drain_entry(void* pump);
+  static void run_detached(void* item);
   void drain() noexcept;
   static void discard(Item& item) noexcept;
 

@@ -2,6 +2,8 @@
 
 #include "outgoing_frame.h"
 
+#include "block_identity.h"
+
 #include <Block.h>
 
 #include <cstdlib>
@@ -39,6 +41,7 @@ OutgoingFrame* make_barrier_frame(dispatch_block_t block) noexcept {
   }
   auto* frame = new (memory) OutgoingFrame();
   frame->barrier = Block_copy(block);
+  frame->cost = sizeof(OutgoingFrame) + block_size(frame->barrier);
   return frame;
 }
 

@@ -23,6 +23,9 @@ struct OutgoingFrame {
   OutgoingFrame* next = nullptr;
   // Set on a barrier marker, which has no bytes.
   dispatch_block_t barrier = nullptr;
+  // How many times the barrier runs: interchangeable barriers queued one
+  // after another share one marker (see block_identity.h).
+  uint32_t runs = 1;
   uint8_t* bytes = nullptr;
   uint32_t size = 0;
   // Bytes already handed to the socket.
@@ -39,7 +42,8 @@ struct OutgoingFrame {
 // A message frame of `size` bytes and `descriptors` descriptor slots, all
 // to be filled by the caller; null when out of memory.
 OutgoingFrame* make_message_frame(uint32_t size, uint16_t descriptors) noexcept;
-// A barrier marker holding a copy of `block`; null when out of memory.
+// A barrier marker holding a copy of `block`, costing what the marker and
+// the copy take; null when out of memory.
 OutgoingFrame* make_barrier_frame(dispatch_block_t block) noexcept;
 // Releases the owners (and a barrier's block) and frees the frame.
 void destroy_frame(OutgoingFrame* frame) noexcept;

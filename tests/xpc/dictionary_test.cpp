@@ -145,6 +145,38 @@ TEST(XPCDictionaryTest, EmptyListsAndMissingKeysYieldNothing) {
     EXPECT_TRUE(decoded.IsEmpty());
 }
 
+// Values whose word can only be an address or an object, left fresh (-1)
+// or cleared (0): nothing may be read through them, whatever the length.
+struct NoPayloadCase {
+    LXPCDataType eType;
+    long nValue;
+    unsigned long nLength;
+};
+
+class XPCDictionaryNoPayload : public ::testing::TestWithParam<NoPayloadCase> {};
+
+TEST_P(XPCDictionaryNoPayload, IsSkippedWithoutReadingThroughIt) {
+    Keys keys({{"P", GetParam().eType}, {"N", kLXPCDataTypeInt64}});
+    LList<LXPCDataListable> values;
+    values.Add(new LXPCDataListable(LXPCData("P", kLXPCDataTypeNone, GetParam().nValue, GetParam().nLength)));
+    values.Add(new LXPCDataListable(LXPCData("N", kLXPCDataTypeNone, 7)));
+    Dictionary dictionary;
+    SetXPCDictionary(dictionary.d, keys.list, values);
+    EXPECT_EQ(xpc_dictionary_get_value(dictionary.d, "P"), nullptr);
+    EXPECT_EQ(xpc_dictionary_get_int64(dictionary.d, "N"), 7) << "the rest of the list still travels";
+}
+
+INSTANTIATE_TEST_SUITE_P(AddressTypes, XPCDictionaryNoPayload,
+                         ::testing::Values(NoPayloadCase{kLXPCDataTypeData, -1, 4096},
+                                           NoPayloadCase{kLXPCDataTypeData, 0, 4096},
+                                           NoPayloadCase{kLXPCDataTypeData, -1, 0},
+                                           NoPayloadCase{kLXPCDataTypeUUID, -1, 0},
+                                           NoPayloadCase{kLXPCDataTypeUUID, 0, 0},
+                                           NoPayloadCase{kLXPCDataTypeString, -1, 0},
+                                           NoPayloadCase{kLXPCDataTypeString, 0, 0},
+                                           NoPayloadCase{kLXPCDataTypeValue, -1, 0},
+                                           NoPayloadCase{kLXPCDataTypeValue, 0, 0}));
+
 TEST(XPCDictionaryTest, DuplicateNamesKeepTheLaterValueAndDuplicateKeysDecodeTwice) {
     Keys keys({{"N", kLXPCDataTypeInt64}, {"N", kLXPCDataTypeInt64}});
     LList<LXPCDataListable> values;

@@ -47,7 +47,11 @@
  *     XPC_ERROR_CONNECTION_INVALID, and the event handler gets exactly one
  *     final XPC_ERROR_CONNECTION_INVALID (after a resume, if suspended), then
  *     never runs again. Later sends are dropped; a later reply handler gets
- *     XPC_ERROR_CONNECTION_INVALID; a later barrier runs at once.
+ *     XPC_ERROR_CONNECTION_INVALID; a later barrier runs at once. A
+ *     connection cancelled before it was ever resumed runs these on a
+ *     global queue, since its own queue never starts.
+ *   - A listener sends nothing: a message sent to it is dropped, a reply
+ *     handler gets XPC_ERROR_CONNECTION_INVALID and a barrier runs at once.
  *   - A peer that sends a malformed message, one over the size limit or with
  *     too many descriptors, is cut off: its connection gets
  *     XPC_ERROR_CONNECTION_INVALID.
@@ -59,7 +63,11 @@
  * (see harlune_xpc_connection_get_dropped_count), and a dropped message
  * that wanted a reply has its reply handler run with
  * XPC_ERROR_CONNECTION_INTERRUPTED. A single message larger than the byte
- * limit is still accepted into an empty queue. Barriers are never dropped.
+ * limit is still accepted into an empty queue. Barriers are never dropped;
+ * what a waiting barrier holds counts against the byte limit, and copies
+ * of one block literal with the same captured values sent one after
+ * another (a notice after every send, while messages are being dropped)
+ * share one entry, so a stalled peer does not make the queue grow.
  *
  * Lifetime. A connection lives while the caller holds a reference, and
  * also, once resumed, until its final event has been delivered. A listener's
@@ -140,6 +148,9 @@ XPC_EXPORT gid_t xpc_connection_get_egid(xpc_connection_t connection) XPC_NOTHRO
 /* Linux stand-in only: how many messages this connection dropped at its
  * send queue limit. */
 XPC_EXPORT uint64_t harlune_xpc_connection_get_dropped_count(xpc_connection_t connection) XPC_NOTHROW;
+/* Linux stand-in only: the bytes this connection's send queue holds now
+ * (messages not yet written and barriers waiting for them). */
+XPC_EXPORT uint64_t harlune_xpc_connection_get_queued_bytes(xpc_connection_t connection) XPC_NOTHROW;
 
 #ifdef __BLOCKS__
 /* The handler for messages (dictionaries), errors and, on a listener, new
