@@ -23,7 +23,7 @@ int LRunStampRecorderChild() {
     Phase arPhases[9];
     std::uint64_t nOutOfOrder = 0;
     tools::LRecorderSink sink;
-    sink.audio = [&](const void* pBytes, std::size_t nBytes) {
+    sink.audio = [&](pid_t, const void* pBytes, std::size_t nBytes) {
         const std::uint64_t qwNow = mach_absolute_time();
         if (nBytes < sizeof(LBufferStamp)) {
             return;

@@ -11,7 +11,7 @@
 
 #include "tests/support/LTempFolder.h"
 #include "tools/harlune/ChildProcess.h"
-#include "tools/wav/LWavReader.h"
+#include "tools/audio/LAudioFileReader.h"
 
 #include <gtest/gtest.h>
 
@@ -123,11 +123,21 @@ protected:
         return ReadFrames(m_folder / szName);
     }
 
+    // The frames of a stereo recording.
     static std::vector<float> ReadFrames(const std::string& szPath) {
-        wav::LWavAudio audio;
+        audio::LAudioFileReader reader;
         std::string szError;
-        EXPECT_TRUE(wav::LReadWavFile(szPath, &audio, &szError)) << szError;
-        return audio.arFrames;
+        std::vector<float> arFrames;
+        if (!reader.Open(szPath, nullptr, &szError)) {
+            ADD_FAILURE() << szError;
+            return arFrames;
+        }
+        EXPECT_EQ(reader.Channels(), 2) << szPath;
+        float arChunk[4096 * 2];
+        for (std::int64_t n; (n = reader.Read(arChunk, 4096, &szError)) > 0;) {
+            arFrames.insert(arFrames.end(), arChunk, arChunk + n * reader.Channels());
+        }
+        return arFrames;
     }
 
     // True when recorded starts with expected bit for bit and holds only
