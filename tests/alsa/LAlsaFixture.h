@@ -22,6 +22,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <thread>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -120,6 +122,9 @@ protected:
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         m_recorder.Signal(SIGINT);
         EXPECT_EQ(m_recorder.Wait(std::chrono::seconds(15)), 0) << m_recorder.Output();
+        if (!std::filesystem::exists(m_folder / szName)) {
+            return {};
+        }
         return ReadFrames(m_folder / szName);
     }
 

@@ -221,3 +221,106 @@ TEST_F(AlsaTest, ABundleThatCannotBeLoadedFailsTheOpenNamingThePath) {
 
 } // namespace
 } // namespace harlune::test
+
+namespace harlune::test {
+namespace {
+
+class TwoApplicationsTest : public LAlsaFixture {
+protected:
+    // One second of the test signal on one channel only, silence on the
+    // other: the mix of the two files holds each file's channel bit for bit.
+    void MakeFiles() {
+        std::vector<float> signal(44100 * 2);
+        tools::LFillTestSignal(signal.data(), 0, 44100, 44100.0);
+        m_left.assign(signal.size(), 0.0f);
+        m_right.assign(signal.size(), 0.0f);
+        for (std::size_t n = 0; n < 44100; ++n) {
+            m_left[2 * n] = signal[2 * n];
+            m_right[2 * n + 1] = signal[2 * n + 1];
+        }
+        ASSERT_TRUE(LWriteTestWav(Path("left.wav"), 44100, 2, 32, true, m_left.data(), 44100));
+        ASSERT_TRUE(LWriteTestWav(Path("right.wav"), 44100, 2, 32, true, m_right.data(), 44100));
+    }
+
+    // Plays both files at once, the second starting a moment later.
+    void PlayBoth() {
+        tools::LChildProcess first, second;
+        ASSERT_TRUE(first.Start("/bin/sh", {"-c", "aplay -q -D harlune " + Path("left.wav") + " 2>&1"}));
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        ASSERT_TRUE(second.Start("/bin/sh", {"-c", "aplay -q -D harlune " + Path("right.wav") + " 2>&1"}));
+        EXPECT_EQ(first.Wait(kPlayTimeout), 0) << first.Output();
+        EXPECT_EQ(second.Wait(kPlayTimeout), 0) << second.Output();
+    }
+
+    // One channel of a recording from its first sounding sample on.
+    static std::vector<float> Channel(const std::vector<float>& frames, int nChannel) {
+        std::vector<float> ar;
+        for (std::size_t n = 0; n < frames.size() / 2; ++n) {
+            const float f = frames[2 * n + static_cast<std::size_t>(nChannel)];
+            if (!ar.empty() || f != 0.0f) {
+                ar.push_back(f);
+            }
+        }
+        return ar;
+    }
+
+    static ::testing::AssertionResult SameBitsThenSilence(const std::vector<float>& recorded,
+                                                         const std::vector<float>& expected) {
+        // One channel, the same comparison as for frames.
+        std::vector<float> r2, e2;
+        for (float f : recorded) {
+            r2.insert(r2.end(), {f, 0.0f});
+        }
+        for (float f : expected) {
+            e2.insert(e2.end(), {f, 0.0f});
+        }
+        return StartsWithThenSilence(r2, e2);
+    }
+
+    std::vector<float> m_left, m_right;
+};
+
+TEST_F(TwoApplicationsTest, TwoAplaysAtOnceAreRecordedAsTheirMix) {
+    MakeFiles();
+    StartHelperAndRecorder("mix.wav");
+    PlayBoth();
+    const std::vector<float> recorded = StopAndRead("mix.wav");
+    EXPECT_NE(m_recorder.Output().find("recorded"), std::string::npos);
+    // Both channels sound at once for most of the recording: a mix, not the
+    // two streams one after the other (nor interleaved buffer by buffer).
+    std::size_t nBoth = 0;
+    for (std::size_t n = 0; n < recorded.size() / 2; ++n) {
+        nBoth += recorded[2 * n] != 0.0f && recorded[2 * n + 1] != 0.0f ? 1 : 0;
+    }
+    EXPECT_GT(nBoth, 44100u / 2);
+    EXPECT_LT(recorded.size() / 2, 44100u * 2);
+    EXPECT_TRUE(SameBitsThenSilence(Channel(recorded, 0), Channel(m_left, 0)));
+    EXPECT_TRUE(SameBitsThenSilence(Channel(recorded, 1), Channel(m_right, 1)));
+}
+
+TEST_F(TwoApplicationsTest, PerAppWritesOneFilePerApplicationEachBitForBit) {
+    MakeFiles();
+    StartHelperAndRecorder("take.wav", {"--per-app"});
+    PlayBoth();
+    StopAndRead("take.wav"); // stops the recorder; per application there is no take.wav
+    std::vector<std::string> arFiles;
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path())) {
+        const std::string szName = entry.path().filename().string();
+        if (szName.rfind("take-aplay-", 0) == 0) {
+            arFiles.push_back(entry.path().string());
+        }
+    }
+    ASSERT_EQ(arFiles.size(), 2u) << m_recorder.Output();
+    int nLeft = 0, nRight = 0;
+    for (const std::string& szFile : arFiles) {
+        const std::vector<float> recorded = ReadFrames(szFile);
+        const bool bLeft = !recorded.empty() && recorded[0] != 0.0f;
+        EXPECT_TRUE(StartsWithThenSilence(recorded, bLeft ? m_left : m_right)) << szFile;
+        (bLeft ? nLeft : nRight) += 1;
+    }
+    EXPECT_EQ(nLeft, 1);
+    EXPECT_EQ(nRight, 1);
+}
+
+} // namespace
+} // namespace harlune::test

@@ -135,6 +135,7 @@ TEST_F(AlsaApplicationTest, DrainReturnsOnceEveryWrittenFramePlayed) {
 }
 
 TEST_F(AlsaApplicationTest, CaptureAndUnsupportedParametersAreRefused) {
+    WriteAsoundrc(200); // no helper here: no reason to wait for a link
     snd_pcm_t* pCapture = nullptr;
     EXPECT_LT(snd_pcm_open(&pCapture, "harlune", SND_PCM_STREAM_CAPTURE, 0), 0);
     ASSERT_EQ(snd_pcm_open(&m_pPcm, "harlune", SND_PCM_STREAM_PLAYBACK, 0), 0);
