@@ -197,7 +197,9 @@ void LDeviceBridge::Fill(Float32* pfFrames, UInt32 dwFrames) {
             pStream->nSilentFrames.fetch_add(dwFrames - nTaken, std::memory_order_relaxed);
             pStream->bStarved.store(true, std::memory_order_release);
         }
-        if (pStream->fdWake >= 0) {
+        const std::size_t nRoom = pStream->ring.Capacity() - pStream->ring.Queued();
+        if (pStream->fdWake >= 0 &&
+            (nTaken < dwFrames || nRoom >= pStream->nWakeRoom.load(std::memory_order_relaxed))) {
             // Wakes the application's poll: there is room in its buffer, or
             // (starved) it has something to learn. The counter cannot
             // overflow in practice and a failed write only delays the wake.

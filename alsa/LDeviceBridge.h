@@ -44,7 +44,11 @@ struct LBridgeStream {
     std::atomic<bool> bPaused{false};         // paused streams give nothing and are not starved
     std::atomic<bool> bStarved{false};        // a cycle found fewer frames than it needed
     std::atomic<std::uint64_t> nSilentFrames{0}; // frames of silence put in for this stream
-    int fdWake = -1;                          // eventfd, counted up after each cycle that took frames
+    int fdWake = -1;                          // eventfd, counted up after a cycle that left room to write
+    // Frames of free space that wake the application (its avail_min): a
+    // cycle that leaves less does not wake it, so a blocked writer wakes
+    // about once per period, not once per cycle.
+    std::atomic<std::size_t> nWakeRoom{1};
 };
 
 struct LBridgeOptions {

@@ -146,6 +146,7 @@ int SwParams(snd_pcm_ioplug_t* pIO, snd_pcm_sw_params_t* pParams) {
     snd_pcm_sw_params_get_boundary(pParams, &nBoundary);
     pPcm->nBoundary = nBoundary;
     pPcm->nAvailMin = nAvailMin > 0 ? nAvailMin : 1;
+    pPcm->stream.nWakeRoom.store(pPcm->nAvailMin, std::memory_order_relaxed);
     pPcm->bReportStarving = nStop <= pIO->buffer_size;
     return 0;
 }
