@@ -195,20 +195,10 @@ using harlune::alsa::LHarluneCtl;
 #pragma GCC visibility push(default)
 extern "C" SND_CTL_PLUGIN_DEFINE_FUNC(harlune) {
     harlune::alsa::LPluginConfig config;
-    std::string szError;
-    int nError = harlune::alsa::LReadPluginConfig(conf, &config, &szError);
-    if (nError < 0) {
-        SNDERR("harlune: %s", szError.c_str());
-        return nError;
-    }
-    harlune::alsa::LBridgeOptions options;
-    options.szBundlePath = config.szBundlePath;
-    options.szStorageFolder = config.szStorageFolder;
-    options.linkWait = config.linkWait;
-    harlune::alsa::LDeviceBridge* pBridge = harlune::alsa::LDeviceBridge::Acquire(options, &szError);
+    int nError = 0;
+    harlune::alsa::LDeviceBridge* pBridge = harlune::alsa::LAcquireConfiguredBridge(conf, &config, &nError);
     if (pBridge == nullptr) {
-        SNDERR("harlune: %s", szError.c_str());
-        return -ENOENT;
+        return nError;
     }
     auto* pCtl = new (std::nothrow) LHarluneCtl();
     if (pCtl == nullptr) {

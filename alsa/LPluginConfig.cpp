@@ -1,5 +1,7 @@
 #include "alsa/LPluginConfig.h"
 
+#include "alsa/LDeviceBridge.h"
+
 #include <dlfcn.h>
 
 #include <cerrno>
@@ -80,6 +82,26 @@ int LReadPluginConfig(snd_config_t* conf, LPluginConfig* pConfig, std::string* p
         pConfig->szBundlePath = LDefaultBundlePath();
     }
     return 0;
+}
+
+LDeviceBridge* LAcquireConfiguredBridge(snd_config_t* conf, LPluginConfig* pConfig, int* pnError) {
+    std::string szError;
+    const int nError = LReadPluginConfig(conf, pConfig, &szError);
+    if (nError < 0) {
+        SNDERR("harlune: %s", szError.c_str());
+        *pnError = nError;
+        return nullptr;
+    }
+    LBridgeOptions options;
+    options.szBundlePath = pConfig->szBundlePath;
+    options.szStorageFolder = pConfig->szStorageFolder;
+    options.linkWait = pConfig->linkWait;
+    LDeviceBridge* pBridge = LDeviceBridge::Acquire(options, &szError);
+    if (pBridge == nullptr) {
+        SNDERR("harlune: %s", szError.c_str());
+        *pnError = -ENOENT;
+    }
+    return pBridge;
 }
 
 } // namespace harlune::alsa

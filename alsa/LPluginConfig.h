@@ -39,6 +39,14 @@ int LReadPluginConfig(snd_config_t* conf, LPluginConfig* pConfig, std::string* p
 // The bundle path used when the configuration names none.
 std::string LDefaultBundlePath();
 
+class LDeviceBridge;
+
+// What opening the PCM or the control starts with: reads conf and acquires
+// the process's bridge. Null with *pnError set (and the reason sent to
+// ALSA's error log, naming the bundle path when it cannot be loaded);
+// *pConfig holds the settings read.
+LDeviceBridge* LAcquireConfiguredBridge(snd_config_t* conf, LPluginConfig* pConfig, int* pnError);
+
 } // namespace harlune::alsa
 
 #endif

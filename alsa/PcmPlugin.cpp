@@ -257,20 +257,10 @@ extern "C" SND_PCM_PLUGIN_DEFINE_FUNC(harlune) {
         return -EINVAL;
     }
     harlune::alsa::LPluginConfig config;
-    std::string szError;
-    int nError = harlune::alsa::LReadPluginConfig(conf, &config, &szError);
-    if (nError < 0) {
-        SNDERR("harlune: %s", szError.c_str());
-        return nError;
-    }
-    harlune::alsa::LBridgeOptions options;
-    options.szBundlePath = config.szBundlePath;
-    options.szStorageFolder = config.szStorageFolder;
-    options.linkWait = config.linkWait;
-    harlune::alsa::LDeviceBridge* pBridge = harlune::alsa::LDeviceBridge::Acquire(options, &szError);
+    int nError = 0;
+    harlune::alsa::LDeviceBridge* pBridge = harlune::alsa::LAcquireConfiguredBridge(conf, &config, &nError);
     if (pBridge == nullptr) {
-        SNDERR("harlune: %s", szError.c_str());
-        return -ENOENT;
+        return nError;
     }
     auto* pPcm = new (std::nothrow) LHarlunePcm();
     if (pPcm == nullptr) {

@@ -14,6 +14,7 @@
 //   alsa_cpu_vs_null_ratio: X   (median harlune / median null; goal <= 3)
 //   alsa_frames_lost: N         (goal 0)
 #include "tools/audio/LAudioFileReader.h"
+#include "tools/audio/LAudioFileWriter.h"
 #include "tools/harlune/ChildProcess.h"
 #include "tools/harlune/TestSignal.h"
 
@@ -46,24 +47,10 @@ constexpr std::uint32_t kSeconds = 4;
 constexpr std::uint32_t kFrames = kRate * kSeconds;
 
 bool WriteFloatWav(const std::string& szPath, const std::vector<float>& arFrames) {
-    const std::uint32_t nBytes = static_cast<std::uint32_t>(arFrames.size() * 4);
-    std::ofstream out(szPath, std::ios::binary);
-    auto put32 = [&](std::uint32_t n) { out.write(reinterpret_cast<const char*>(&n), 4); };
-    auto put16 = [&](std::uint16_t n) { out.write(reinterpret_cast<const char*>(&n), 2); };
-    out.write("RIFF", 4);
-    put32(36 + nBytes);
-    out.write("WAVEfmt ", 8);
-    put32(16);
-    put16(3);
-    put16(2);
-    put32(kRate);
-    put32(kRate * 8);
-    put16(8);
-    put16(32);
-    out.write("data", 4);
-    put32(nBytes);
-    out.write(reinterpret_cast<const char*>(arFrames.data()), nBytes);
-    return static_cast<bool>(out.flush());
+    harlune::audio::LAudioFileWriter writer;
+    std::string szError;
+    return writer.Open(szPath, harlune::audio::LRecordFormat::WavFloat, kRate, 2, &szError) &&
+           writer.Write(arFrames.data(), arFrames.size() / 2, &szError) && writer.Close(&szError);
 }
 
 // Runs aplay on szDevice; the CPU seconds it used, or a negative number
