@@ -5,7 +5,12 @@
 // frames lost inside a recorder's connected stretch, and the growth of the
 // host's (and the helper service's) memory and descriptors.
 //
-// Usage: bench_soak [MINUTES] [RESTART_SECONDS]   (defaults 1 and 3)
+// Then one recorder is stopped (SIGSTOP) for STALL_SECONDS while the device
+// keeps playing at real time: once the plug-in's send queue to it holds its
+// limit, every further cycle is dropped, and the host's memory must stay
+// flat from then on (host_rss_growth_kib_while_stalled).
+//
+// Usage: bench_soak [MINUTES] [RESTART_SECONDS] [STALL_SECONDS]   (defaults 1, 3 and 60)
 #include "bench/LBenchServices.h"
 #include "bench/LBufferStamp.h"
 #include "tools/harlune/ChildProcess.h"
@@ -13,6 +18,7 @@
 #include "tools/harlune/ProcessStats.h"
 
 #include <mach/mach_time.h>
+#include <xpc/xpc.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -41,6 +47,55 @@ bool LastStats(const std::string& szOutput, unsigned long long* pnGaps, unsigned
     return bFound;
 }
 
+// What the stalled phase measured.
+struct LStallFigures {
+    double fSeconds = 0;          // how long the recorder was stopped
+    unsigned long long nMeasuredCycles = 0; // cycles after the queue was full
+    long nQueueFillKiB = -1;      // host growth while the queue filled up
+    long nGrowthKiB = -1;         // host growth after that, to the end of the stop
+};
+
+// Stops a fresh recorder for fStallSeconds while IO runs at real time.
+bool RunStalledPhase(harlune::tools::LPlayer& player, double fStallSeconds, LStallFigures* pFigures) {
+    harlune::tools::LChildProcess recorder;
+    if (!recorder.Start(harlune::tools::LSelfExecutable(), {"--recorder-child"}) ||
+        !recorder.WaitForLine("registered", std::chrono::seconds(10)) ||
+        !player.WaitForRecorder(std::chrono::seconds(10))) {
+        return false;
+    }
+    // Let the plug-in's connection to it settle before stopping it.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    // The queue holds its byte limit, and the sockets on the way a few MiB,
+    // after this many 4 KiB cycles; memory may grow until then.
+    const unsigned long long nFullAfter = (XPC_CONNECTION_QUEUE_LIMIT_BYTES + 4u * 1024u * 1024u) / 4096u;
+    const long nKiBAtStop = harlune::tools::LResidentKiB(0);
+    const unsigned long long nCycleAtStop = player.Host().IO().Stats().nCycles;
+    recorder.Signal(SIGSTOP);
+    const auto start = std::chrono::steady_clock::now();
+    const auto end = start + std::chrono::milliseconds(static_cast<long>(fStallSeconds * 1000));
+    long nKiBFull = -1;
+    unsigned long long nCycleFull = 0;
+    while (std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const unsigned long long nCycle = player.Host().IO().Stats().nCycles;
+        if (nKiBFull < 0 && nCycle - nCycleAtStop >= nFullAfter) {
+            nKiBFull = harlune::tools::LResidentKiB(0);
+            nCycleFull = nCycle;
+        }
+    }
+    const long nKiBEnd = harlune::tools::LResidentKiB(0);
+    pFigures->fSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (nKiBFull >= 0) {
+        pFigures->nQueueFillKiB = nKiBFull - nKiBAtStop;
+        pFigures->nGrowthKiB = nKiBEnd - nKiBFull;
+        pFigures->nMeasuredCycles = player.Host().IO().Stats().nCycles - nCycleFull;
+    }
+    recorder.Signal(SIGCONT);
+    recorder.Signal(SIGTERM);
+    recorder.Wait(std::chrono::seconds(10));
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -49,6 +104,7 @@ int main(int argc, char** argv) {
     }
     const double fMinutes = argc > 1 ? std::atof(argv[1]) : 1.0;
     const double fRestartSeconds = argc > 2 ? std::atof(argv[2]) : 3.0;
+    const double fStallSeconds = argc > 3 ? std::atof(argv[3]) : 60.0;
     harlune::bench::LBenchServices services("harlune-soak");
     int nExit = 1;
     {
@@ -92,6 +148,12 @@ int main(int argc, char** argv) {
                     nHelperStartKiB = harlune::tools::LResidentKiB(services.Helper().Pid());
                 }
             }
+            // Figures of the restart phase are taken before the stall.
+            const long nHostFds = harlune::tools::LCountDescriptors(0), nHostKiB = harlune::tools::LResidentKiB(0);
+            const long nHelperFds = harlune::tools::LCountDescriptors(services.Helper().Pid());
+            const long nHelperKiB = harlune::tools::LResidentKiB(services.Helper().Pid());
+            LStallFigures stall;
+            const bool bStalled = fStallSeconds > 0 && RunStalledPhase(*pPlayer, fStallSeconds, &stall);
             pPlayer->Host().StopIO();
             const harlune::host::LHostIOStats stats = pPlayer->Host().IO().Stats();
             std::printf("soak_minutes: %.2f\n", fMinutes);
@@ -103,10 +165,18 @@ int main(int argc, char** argv) {
             std::printf("late_cycles: %llu\n", static_cast<unsigned long long>(stats.nLateCycles));
             std::printf("failed_io_calls: %llu\n", static_cast<unsigned long long>(stats.nFailedCalls));
             std::printf("longest_io_cycle_us: %.1f\n", static_cast<double>(stats.qwLongestCycleNs) / 1000.0);
-            std::printf("host_fd_growth: %ld\n", harlune::tools::LCountDescriptors(0) - nStartFds);
-            std::printf("host_rss_growth_kib: %ld\n", harlune::tools::LResidentKiB(0) - nStartKiB);
-            std::printf("helper_fd_growth: %ld\n", harlune::tools::LCountDescriptors(services.Helper().Pid()) - nHelperStartFds);
-            std::printf("helper_rss_growth_kib: %ld\n", harlune::tools::LResidentKiB(services.Helper().Pid()) - nHelperStartKiB);
+            std::printf("host_fd_growth: %ld\n", nHostFds - nStartFds);
+            std::printf("host_rss_growth_kib: %ld\n", nHostKiB - nStartKiB);
+            std::printf("helper_fd_growth: %ld\n", nHelperFds - nHelperStartFds);
+            std::printf("helper_rss_growth_kib: %ld\n", nHelperKiB - nHelperStartKiB);
+            std::printf("stalled_seconds: %.1f\n", stall.fSeconds);
+            std::printf("stalled_cycles_measured: %llu\n", stall.nMeasuredCycles);
+            std::printf("host_rss_kib_while_queue_filled: %ld\n", stall.nQueueFillKiB);
+            std::printf("host_rss_growth_kib_while_stalled: %ld\n", stall.nGrowthKiB);
+            if (fStallSeconds > 0 && (!bStalled || stall.nGrowthKiB < 0)) {
+                std::fprintf(stderr, "bench_soak: the stalled phase %s\n",
+                             bStalled ? "was too short to fill the send queue" : "could not start a recorder");
+            }
             nExit = nLostWhileConnected == 0 && stats.nFailedCalls == 0 ? 0 : 1;
         }
         pPlayer.reset();

@@ -3,6 +3,9 @@
 #include "helperlink/VADHelperProtocol.h"
 #include "xpc/LXPCClientManager.h"
 
+#include <dispatch/dispatch.h>
+
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -11,6 +14,11 @@ namespace {
 // Made once and never freed: the client lives as long as the process, and
 // the driver may call it from any thread until the very end.
 LVADPluginXPCClient* gpVADPluginXPCClient = nullptr;
+
+// Recovery pacing: the first request goes out soon after a failure, later
+// ones less often while the service or the application stays away.
+constexpr int kFirstRecoveryDelayMs = 50;
+constexpr int kLongestRecoveryDelayMs = 2000;
 
 // A one-value list for a send; the list owns the value.
 void SendOne(int nClientId, const char* szConnection, unsigned long nIndex, LXPCDataListable* pValue,
@@ -69,14 +77,64 @@ void LVADPluginXPCClient::ConnectToApp() {
     if (LXPCClientManager::LClientRef client = LXPCClientManager::AcquireClient(nId)) {
         client->Disconnect(EndPointConnection, 1);
     }
+    // The new connection has not failed (the old one's handler was silenced
+    // by the disconnection, so no late error of it arrives).
+    bAppFailed = false;
     if (LXPCClientManager::LClientRef client = LXPCClientManager::AcquireClient(nId)) {
         client->ConnectEndPoint(EndPointConnection, 1, AppEndpoint);
     }
 }
 
 bool LVADPluginXPCClient::IsAppConnected() {
+    if (bAppFailed.load(std::memory_order_relaxed)) {
+        return false;
+    }
     LXPCClientManager::LClientRef client = LXPCClientManager::AcquireClient(ClientId.load());
     return client && client->IsConnectionValid(EndPointConnection, 1);
+}
+
+void LVADPluginXPCClient::ScheduleRecovery() {
+    if (bRecoveryPending.exchange(true)) {
+        return; // the run already scheduled handles this failure too
+    }
+    int nDelay = nRecoveryDelayMs.load();
+    if (nDelay == 0) {
+        nDelay = kFirstRecoveryDelayMs;
+    }
+    nRecoveryDelayMs = std::min(nDelay * 2, kLongestRecoveryDelayMs);
+    // The singleton is never destroyed, so the block may hold it plainly.
+    LVADPluginXPCClient* pSelf = this;
+    dispatch_after(dispatch_time(DISPATCH_TIME_NOW, static_cast<int64_t>(nDelay) * NSEC_PER_MSEC),
+                   dispatch_get_global_queue(QOS_CLASS_DEFAULT, 0), ^{
+                     // Cleared first: a failure of what this run starts
+                     // schedules the next run.
+                     pSelf->bRecoveryPending = false;
+                     pSelf->Recover();
+                   });
+}
+
+void LVADPluginXPCClient::Recover() {
+    std::lock_guard<std::mutex> lock(mtxApp);
+    LXPCClientManager::LClientRef client = LXPCClientManager::AcquireClient(ClientId.load());
+    if (!client) {
+        return;
+    }
+    if (bAppFailed.load()) {
+        // The endpoint leads to an application that is gone or broke the
+        // connection: forget both and take whatever the service has now.
+        client->Disconnect(EndPointConnection, 1);
+        if (AppEndpoint != nullptr) {
+            xpc_release(AppEndpoint);
+            AppEndpoint = nullptr;
+        }
+        bAppFailed = false;
+    }
+    if (bServiceLost.exchange(false)) {
+        client->Disconnect(HelperServiceName, 0);
+        client->Connect(HelperServiceName, 0, true);
+    }
+    // An interrupted service connection reconnects on this send by itself.
+    SendEndpointRequest();
 }
 
 void LVADPluginXPCClient::SendAudioData(void* data, int byteCount) {
@@ -95,12 +153,29 @@ void LVADPluginXPCClient::SendVolumeChanged(double volume) {
             new (std::nothrow) LXPCDataListable(LXPCData("VOLUME_CHANGED", kLXPCDataTypeNone, -1, 0, volume)), false);
 }
 
-void LVADPluginXPCClient::EvConnectionError(long, LXPCErrorType error) {
-    // Errors change nothing of the link: the application's connection stays
-    // registered until a new endpoint replaces it. An invalid connection
-    // while no endpoint is held can only be the helper service's.
-    if (error == kLXPCErrorConnectionInvalid) {
-        bServiceLost = true;
+void LVADPluginXPCClient::EvConnectionError(long connection, LXPCErrorType error) {
+    // Which of the newest client's two connections failed; errors of older
+    // clients (a second Connect leaves the first registered) or of a
+    // connection already replaced match neither and change nothing.
+    long nService = 0, nApp = 0;
+    if (LXPCClientManager::LClientRef client = LXPCClientManager::AcquireClient(ClientId.load())) {
+        nService = client->ConnectionHandle(HelperServiceName, 0);
+        nApp = client->ConnectionHandle(EndPointConnection, 1);
+    }
+    if (connection == 0) {
+        return;
+    }
+    if (connection == nApp) {
+        bAppFailed = true;
+        ScheduleRecovery();
+    } else if (connection == nService) {
+        // Interrupted: the service restarted and no longer knows this
+        // plug-in. Invalid: it never existed or refused us; only a new
+        // connection can reach a service started since.
+        if (error != kLXPCErrorConnectionInterrupted) {
+            bServiceLost = true;
+        }
+        ScheduleRecovery();
     }
 }
 
@@ -127,6 +202,8 @@ void LVADPluginXPCClient::TakeEndpoints(const LXPCData* values, unsigned long co
         if (endpoint == nullptr || xpc_get_type(endpoint) != XPC_TYPE_ENDPOINT) {
             continue;
         }
+        // The service answers again: later failures are retried promptly.
+        nRecoveryDelayMs = 0;
         {
             std::lock_guard<std::mutex> lock(mtxApp);
             // The received object belongs to the message; keep a reference

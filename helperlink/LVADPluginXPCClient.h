@@ -10,6 +10,15 @@
 // or as a message at any time) as EndPointConnection, index 1, replacing the
 // previous one.
 //
+// Recovery. The link survives restarts of the helper service and of the
+// recording application in any order. When the service connection is
+// interrupted (the service restarted) or found dead, the client asks for
+// the endpoint again, which also makes the new service know this plug-in;
+// when the application's connection fails, it no longer counts as
+// connected and the client drops the dead endpoint and asks again. These
+// requests run on a global queue after a delay that grows from 50 ms to 2 s
+// while nothing answers, and falls back once an endpoint arrives.
+//
 // The driver relies on these promises, which every operation keeps:
 //   - no operation reports failure or throws; a missing helper service or
 //     application only means that nothing is sent;
@@ -48,7 +57,8 @@ public:
     void Connect();
     // Connects to the endpoint already received, or asks for one again.
     void ConnectToApp();
-    // True while an application connection is registered (its peer is not tested).
+    // True while an application connection is registered and has reported
+    // no failure.
     bool IsAppConnected();
     // Sends byteCount bytes at data as one "AUDIO_DATA" message.
     void SendAudioData(void* data, int byteCount);
@@ -73,9 +83,16 @@ private:
 
     void SendEndpointRequest();
     void TakeEndpoints(const LXPCData* values, unsigned long count);
+    // Runs Recover() once after the current delay unless a run is pending.
+    void ScheduleRecovery();
+    // Replaces what failed and asks for the endpoint again.
+    void Recover();
 
     std::mutex mtxApp;                        // serialises endpoint replacement and reconnection
     std::atomic<bool> bServiceLost{false};    // an error said the service connection is unusable
+    std::atomic<bool> bAppFailed{false};      // the application connection reported an error
+    std::atomic<bool> bRecoveryPending{false}; // a Recover() run is scheduled
+    std::atomic<int> nRecoveryDelayMs{0};     // delay of the next scheduled run, ms
 };
 
 #endif

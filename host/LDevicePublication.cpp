@@ -97,6 +97,8 @@ bool LDevicePublisher::Publish(double fSampleRate, std::string* pszError) {
     pState->qwRateBits.store(Bits(fSampleRate));
     pState->qwRateChanges.store(0);
     pState->qwRunning.store(0);
+    pState->qwPreviousRateBits.store(0);
+    pState->qwChangedAtNs.store(0);
     std::memcpy(pState->szMagic, kMagic, sizeof kMagic);
     if (rename(szTemporary.c_str(), szPath.c_str()) != 0) {
         const int nRenameError = errno;
@@ -114,9 +116,22 @@ void LDevicePublisher::SetSampleRate(double fSampleRate) {
         return;
     }
     const std::uint64_t qwBits = Bits(fSampleRate);
-    if (m_pState->qwRateBits.exchange(qwBits) != qwBits) {
-        m_pState->qwRateChanges.fetch_add(1);
+    const std::uint64_t qwOld = m_pState->qwRateBits.load();
+    if (qwOld == qwBits) {
+        return;
     }
+    // The previous rate and the time first, so a reader that sees the new
+    // count finds them already in place.
+    m_pState->qwPreviousRateBits.store(qwOld);
+    m_pState->qwChangedAtNs.store(static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+            .count()));
+    m_pState->qwRateBits.store(qwBits);
+    m_pState->qwRateChanges.fetch_add(1);
+}
+
+double LDevicePublisher::SampleRate() const {
+    return m_pState == nullptr ? 0.0 : FromBits(m_pState->qwRateBits.load());
 }
 
 void LDevicePublisher::SetRunning(bool bRunning) {
@@ -174,6 +189,15 @@ double LPublishedDevice::SampleRate() const {
 
 std::uint64_t LPublishedDevice::RateChanges() const {
     return m_pState == nullptr ? 0 : m_pState->qwRateChanges.load();
+}
+
+double LPublishedDevice::PreviousSampleRate() const {
+    return m_pState == nullptr ? 0.0 : FromBits(m_pState->qwPreviousRateBits.load());
+}
+
+std::chrono::steady_clock::time_point LPublishedDevice::ChangedAt() const {
+    return std::chrono::steady_clock::time_point(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::nanoseconds(m_pState == nullptr ? 0 : m_pState->qwChangedAtNs.load())));
 }
 
 bool LPublishedDevice::IsRunning() const { return m_pState != nullptr && m_pState->qwRunning.load() != 0; }

@@ -9,9 +9,17 @@
 // (xpc_connection_get_pid) and map it read-only, so a look-up per buffer is
 // two loads from memory, with no message and no system call.
 //
+// A rate change is also marked in the audio itself: before IO restarts at
+// the new rate, the host hands the driver a write mix of zero frames, which
+// reaches the recorder as an empty buffer on the same ordered connection as
+// the audio. Buffers still on their way when the rate changed are thus
+// told apart from the first ones at the new rate (see tools' DeviceRates).
+//
 // Layout (native byte order; version 1): 8 bytes magic "HRLNDEV1", then
 // 64-bit atomics: the nominal sample rate's bits (IEEE double, Hz), the
-// count of rate changes since publishing, and 1 while IO runs, else 0. Every
+// count of rate changes since publishing, 1 while IO runs (else 0), the
+// rate before the last change, and when that change was published
+// (CLOCK_MONOTONIC, nanoseconds; 0 before any change). Every
 // field is written and read as a lock-free atomic, so a reader never sees a
 // torn value. The file is made complete under a temporary name and renamed
 // into place, so a reader never finds it half-made.
@@ -26,6 +34,7 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -36,6 +45,8 @@ struct LPublishedDeviceState {
     std::atomic<std::uint64_t> qwRateBits;   // nominal sample rate, the bits of a double, Hz
     std::atomic<std::uint64_t> qwRateChanges; // rate changes since the host published
     std::atomic<std::uint64_t> qwRunning;    // 1 while the device's IO runs
+    std::atomic<std::uint64_t> qwPreviousRateBits; // the rate before the last change, bits of a double, Hz
+    std::atomic<std::uint64_t> qwChangedAtNs; // CLOCK_MONOTONIC of the last change, ns; 0: none
 };
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the published state is shared across processes");
 
@@ -55,6 +66,8 @@ public:
     // Records a new nominal rate (counted as a change when it differs).
     void SetSampleRate(double fSampleRate);
     void SetRunning(bool bRunning);
+    // The rate last published; 0 when not published.
+    double SampleRate() const;
     // Removes the file; later Set calls do nothing.
     void Unpublish();
 
@@ -79,6 +92,10 @@ public:
     double SampleRate() const;
     std::uint64_t RateChanges() const;
     bool IsRunning() const;
+    // The rate before the last change (0 when there was none), and when the
+    // change was published, on the steady clock (CLOCK_MONOTONIC).
+    double PreviousSampleRate() const;
+    std::chrono::steady_clock::time_point ChangedAt() const;
 
 private:
     const LPublishedDeviceState* m_pState = nullptr;

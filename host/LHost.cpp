@@ -229,9 +229,14 @@ void LHost::RunConfigurationWorker() {
             }
             status = (*m_driver)->PerformDeviceConfigurationChange(m_driver, change.dwDeviceID, change.qwChangeAction,
                                                                    change.pChangeInfo);
-            // Published before IO restarts, so the first buffer at the new
-            // rate is never labelled with the old one.
+            // Published before IO restarts, and marked in the audio stream
+            // itself: every buffer before the empty one was played at the
+            // old rate, every buffer after it at the new one.
+            const Float64 fBefore = m_publisher.SampleRate();
             m_publisher.SetSampleRate(NominalSampleRate());
+            if (m_publisher.SampleRate() != fBefore) {
+                m_pIO->SendBoundary();
+            }
             if (bWasRunning) {
                 m_pIO->Start(options);
             }

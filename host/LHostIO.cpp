@@ -77,6 +77,20 @@ LHostIOOptions LHostIO::Options() {
     return m_options;
 }
 
+void LHostIO::SendBoundary() {
+    if (m_bRunning.load() || m_driver == nullptr) {
+        return;
+    }
+    Float32 arSilence[2] = {0.0f, 0.0f}; // a valid address; no frame of it is sent
+    AudioServerPlugInIOCycleInfo info = {};
+    AudioServerPlugInDriverInterface* const pEntries = *m_driver;
+    const UInt32 dwClient = m_options.dwClientID;
+    pEntries->BeginIOOperation(m_driver, m_dwDeviceID, dwClient, kAudioServerPlugInIOOperationWriteMix, 0, &info);
+    pEntries->DoIOOperation(m_driver, m_dwDeviceID, kOutputStreamID, dwClient, kAudioServerPlugInIOOperationWriteMix, 0,
+                            &info, arSilence, nullptr);
+    pEntries->EndIOOperation(m_driver, m_dwDeviceID, dwClient, kAudioServerPlugInIOOperationWriteMix, 0, &info);
+}
+
 Float64 LHostIO::HostTicksPerFrame() {
     // The audio server derives the clock's rate from the device's nominal
     // sample rate; 44100 when the device does not answer it.

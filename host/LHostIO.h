@@ -72,6 +72,12 @@ public:
     LHostIOStats Stats();
     // The options of the current or last run.
     LHostIOOptions Options();
+    // Hands the driver a write mix of zero frames while IO is stopped. The
+    // plug-in forwards it as an empty "AUDIO_DATA" message on the same
+    // ordered connection as the audio, so a recorder learns exactly where
+    // the buffers of a configuration end (see LDevicePublication.h). Call
+    // only while the IO thread is not running.
+    void SendBoundary();
 
 private:
     void Run();

@@ -177,3 +177,8 @@ extern "C" uint64_t harlune_xpc_connection_get_queued_bytes(xpc_connection_t con
   Connection* target = messaging_of(connection);
   return target != nullptr ? target->queued_bytes() : 0;
 }
+
+extern "C" uint64_t harlune_xpc_connection_get_backlog_bytes(xpc_connection_t connection) noexcept {
+  Connection* target = messaging_of(connection);
+  return target != nullptr ? target->backlog_bytes() : 0;
+}

@@ -18,7 +18,8 @@
 // Receiving runs on the loop thread: the socket is read in large chunks,
 // complete frames are decoded and their dictionaries queued on the pump;
 // replies are matched to the waiting handler by token. While the pump's
-// backlog is at its high-water mark the socket is not read.
+// backlog (counted in messages and in decoded bytes) is at its high-water
+// mark the socket is not read.
 //
 // Linking. A client connects on the loop thread when the first frame waits
 // in its queue after activation (and again after an interruption). The
@@ -60,6 +61,8 @@ class Connection final : public ConnectionBase {
   void send_with_reply(const Dictionary& message, dispatch_queue_t queue, xpc_handler_t handler) noexcept;
   void send_barrier(dispatch_block_t barrier) noexcept;
   uint64_t dropped() const noexcept { return dropped_.load(std::memory_order_relaxed); }
+  // Decoded bytes of received messages waiting for the event handler.
+  uint64_t backlog_bytes() noexcept { return pump_.backlog_bytes(); }
   // Bytes the send queue holds: messages and barrier markers.
   uint64_t queued_bytes() noexcept;
 
@@ -126,7 +129,7 @@ class Connection final : public ConnectionBase {
   // Reads what the socket holds; with `to_end`, until it would block.
   Read read_ready(bool to_end) noexcept;
   bool parse_frames() noexcept;
-  bool deliver(const wire::FrameHeader& header, Dictionary* message) noexcept;
+  bool deliver(const wire::FrameHeader& header, Dictionary* message, uint64_t footprint) noexcept;
   void reset_receive_state() noexcept;
 
   const Role role_;

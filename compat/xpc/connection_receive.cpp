@@ -114,7 +114,8 @@ bool Connection::parse_frames() noexcept {
       descriptors[i] = received_descriptors_.front();
       received_descriptors_.pop_front();
     }
-    Dictionary* message = decode_body(header, start + wire::kHeaderSize, descriptors);
+    uint64_t footprint = 0;
+    Dictionary* message = decode_body(header, start + wire::kHeaderSize, descriptors, &footprint);
     for (uint16_t i = 0; i < header.descriptors; ++i) {
       if (descriptors[i] >= 0) {
         close(descriptors[i]);
@@ -124,7 +125,7 @@ bool Connection::parse_frames() noexcept {
       return false;
     }
     receive_start_ += size;
-    if (!deliver(header, message)) {
+    if (!deliver(header, message, footprint)) {
       return false;
     }
     if (fd_ < 0) {
@@ -137,10 +138,10 @@ bool Connection::parse_frames() noexcept {
   return true;
 }
 
-bool Connection::deliver(const wire::FrameHeader& header, Dictionary* message) noexcept {
+bool Connection::deliver(const wire::FrameHeader& header, Dictionary* message, uint64_t footprint) noexcept {
   if (header.kind == wire::kMessage) {
     message->set_received(this, (header.flags & wire::kWantsReply) != 0 ? header.token : 0);
-    if (!pump_.push_event(message)) {
+    if (!pump_.push_event(message, footprint)) {
       reading_paused_ = true;
       update_interest();
     }

@@ -79,7 +79,12 @@ void EventPump::set_suspended(bool suspended) noexcept {
   submit(queue);
 }
 
-bool EventPump::push_event(Object* event) noexcept {
+uint64_t EventPump::backlog_bytes() noexcept {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return event_bytes_;
+}
+
+bool EventPump::push_event(Object* event, uint64_t bytes) noexcept {
   bool below_high_water = true;
   dispatch_queue_t queue = nullptr;
   {
@@ -89,12 +94,13 @@ bool EventPump::push_event(Object* event) noexcept {
       return true;
     }
     try {
-      items_.push_back(Item{Kind::event, event, nullptr});
+      items_.push_back(Item{Kind::event, event, nullptr, bytes});
     } catch (...) {
       event->release();
       return true;
     }
-    if (++events_ >= kHighWater) {
+    event_bytes_ += bytes;
+    if (++events_ >= kHighWater || event_bytes_ >= kHighWaterBytes) {
       full_ = true;
       below_high_water = false;
     }
@@ -128,6 +134,7 @@ void EventPump::push_final(Object* error, bool discard_events) noexcept {
       }
       items_.swap(kept);
       events_ = 0;
+      event_bytes_ = 0;
     }
     items_.push_back(Item{Kind::final, error, nullptr});
     queue = claim_drain_locked();
@@ -226,7 +233,8 @@ void EventPump::drain() noexcept {
       items_.pop_front();
       if (item.kind == Kind::event) {
         --events_;
-        if (full_ && events_ <= kLowWater) {
+        event_bytes_ -= item.bytes;
+        if (full_ && events_ <= kLowWater && event_bytes_ <= kLowWaterBytes) {
           full_ = false;
           drained = true;
         }

@@ -10,9 +10,11 @@
 // released and never called again, and further events are refused, while
 // replies and barriers still run.
 //
-// Flow control: push_event() reports when kHighWater events are waiting, so
-// the transport can stop reading; PumpClient::pump_drained() says when the
-// backlog fell to kLowWater.
+// Flow control: push_event() reports when kHighWater events or
+// kHighWaterBytes of them are waiting, so the transport can stop reading;
+// PumpClient::pump_drained() says when the backlog fell to kLowWater events
+// and kLowWaterBytes. The backlog therefore holds at most the high-water
+// bytes plus the one message that crossed them.
 //
 // Thread safety: every member may be called from any thread. Callbacks run
 // without the pump's lock held, so they may call back into the connection.
@@ -48,6 +50,8 @@ class EventPump {
  public:
   static constexpr std::size_t kHighWater = 256;
   static constexpr std::size_t kLowWater = 64;
+  static constexpr uint64_t kHighWaterBytes = 32ull * 1024 * 1024;
+  static constexpr uint64_t kLowWaterBytes = 8ull * 1024 * 1024;
 
   EventPump(PumpClient& client, const char* label) noexcept;
   ~EventPump();
@@ -62,7 +66,11 @@ class EventPump {
   // Queues an event for the handler, taking over the caller's reference.
   // Returns false when the backlog has reached kHighWater (the event is
   // queued all the same). An event after the final one is released unseen.
-  bool push_event(Object* event) noexcept;
+  // `bytes` is what the event holds in memory (a received message's
+  // footprint; 0 for errors and peers).
+  bool push_event(Object* event, uint64_t bytes = 0) noexcept;
+  // Bytes of the events waiting.
+  uint64_t backlog_bytes() noexcept;
   // Queues `handler` (taking over the caller's block copy) to run with
   // `reply` (taking over the caller's reference).
   void push_reply(xpc_handler_t handler, Object* reply) noexcept;
@@ -83,6 +91,7 @@ class EventPump {
     Kind kind;
     Object* object;
     void* block;
+    uint64_t bytes = 0;  // Events: what the event holds in memory.
   };
   static constexpr unsigned kBatch = 16;
 
@@ -104,6 +113,7 @@ class EventPump {
   dispatch_queue_t target_ = nullptr;
   dispatch_queue_t own_queue_ = nullptr;
   std::size_t events_ = 0;
+  uint64_t event_bytes_ = 0;
   bool suspended_ = true;
   bool scheduled_ = false;
   bool full_ = false;

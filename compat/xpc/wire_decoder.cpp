@@ -26,7 +26,7 @@ class Reader {
   // A new object with one reference, or null when malformed.
   Object* read(unsigned depth) {
     uint8_t tag = 0;
-    if (!get_byte(tag)) {
+    if (!get_byte(tag) || ++values_ > kMaxValues) {
       return nullptr;
     }
     switch (tag) {
@@ -122,6 +122,7 @@ class Reader {
   }
 
   uint64_t used() const { return used_; }
+  uint32_t values() const { return values_; }
 
  private:
   std::size_t remaining() const { return static_cast<std::size_t>(end_ - at_); }
@@ -214,6 +215,7 @@ class Reader {
   const uint16_t count_;
   // Bytes of the message so far, body and sealed data, against the limit.
   uint64_t used_;
+  uint32_t values_ = 0;  // Values read so far, against kMaxValues.
 };
 
 bool all_taken(const int* descriptors, uint16_t count) {
@@ -225,7 +227,8 @@ bool all_taken(const int* descriptors, uint16_t count) {
   return true;
 }
 
-Dictionary* decode_root(const uint8_t* body, std::size_t length, int* descriptors, uint16_t count, uint64_t used) {
+Dictionary* decode_root(const uint8_t* body, std::size_t length, int* descriptors, uint16_t count, uint64_t used,
+                        uint64_t* footprint) {
   Reader reader(body, length, descriptors, count, used);
   uint8_t tag = 0;
   if (length == 0 || (tag = body[0]) != kDictionary) {
@@ -239,14 +242,18 @@ Dictionary* decode_root(const uint8_t* body, std::size_t length, int* descriptor
     root->release();
     return nullptr;
   }
+  if (footprint != nullptr) {
+    *footprint = reader.used() + static_cast<uint64_t>(reader.values()) * kDecodedValueOverhead;
+  }
   return static_cast<Dictionary*>(root);
 }
 
 }  // namespace
 
-Dictionary* decode_body(const FrameHeader& header, const uint8_t* body, int* descriptors) noexcept {
+Dictionary* decode_body(const FrameHeader& header, const uint8_t* body, int* descriptors,
+                        uint64_t* footprint) noexcept {
   if ((header.flags & kBodyOutOfLine) == 0) {
-    return decode_root(body, header.body_length, descriptors, header.descriptors, header.body_length);
+    return decode_root(body, header.body_length, descriptors, header.descriptors, header.body_length, footprint);
   }
   const uint32_t index = get_u32(body);
   const uint64_t length = get_u64(body + 4);
@@ -260,7 +267,7 @@ Dictionary* decode_body(const FrameHeader& header, const uint8_t* body, int* des
   }
   descriptors[index] = -1;
   Dictionary* message = decode_root(static_cast<const uint8_t*>(memory.address), memory.length, descriptors,
-                                    header.descriptors, length);
+                                    header.descriptors, length, footprint);
   memory.unmap();
   return message;
 }

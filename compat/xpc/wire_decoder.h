@@ -15,6 +15,14 @@
 
 namespace harlune::xpc {
 
-Dictionary* decode_body(const wire::FrameHeader& header, const uint8_t* body, int* descriptors) noexcept;
+// What a decoded value costs beyond its bytes (object, entry, allocator),
+// roughly: part of a message's footprint.
+inline constexpr uint64_t kDecodedValueOverhead = 96;
+
+// `footprint`, when given, receives what the message takes in memory once
+// decoded, roughly: its bytes (body and sealed data) and a per-value
+// overhead. Receive backlogs are bounded by it.
+Dictionary* decode_body(const wire::FrameHeader& header, const uint8_t* body, int* descriptors,
+                        uint64_t* footprint = nullptr) noexcept;
 
 }  // namespace harlune::xpc

@@ -22,6 +22,7 @@ bool travels_sealed(const DataObject& data) {
 }
 
 struct Size {
+  uint64_t values = 0;
   uint64_t body = 0;
   uint64_t out_of_line = 0;
   uint32_t descriptors = 0;
@@ -30,6 +31,7 @@ struct Size {
 // Adds what `object` takes on the wire; false when it cannot travel.
 bool measure(const Object& object, unsigned depth, Size& size) {
   const xpc_type_t type = object.type();
+  size.values += 1;
   size.body += 1;  // The tag.
   if (type == XPC_TYPE_BOOL) {
     size.body += 1;
@@ -193,7 +195,8 @@ OutgoingFrame* encode_frame(const Dictionary& message, uint8_t kind, bool wants_
   }
   const bool out_of_line_body = size.body > kMaxInlineBody;
   const uint32_t descriptors = size.descriptors + (out_of_line_body ? 1 : 0);
-  if (descriptors > kMaxDescriptors || size.body + size.out_of_line > kMaxMessageBytes) {
+  if (descriptors > kMaxDescriptors || size.body + size.out_of_line > kMaxMessageBytes ||
+      size.values > kMaxValues) {
     status = EncodeStatus::too_large;
     return nullptr;
   }

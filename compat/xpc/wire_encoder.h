@@ -17,7 +17,7 @@ enum class EncodeStatus {
   ok,
   // Holds a connection, an error or nesting deeper than the wire allows.
   unencodable,
-  // Over the message size or descriptor limit.
+  // Over the message size, value or descriptor limit.
   too_large,
   no_memory,
 };

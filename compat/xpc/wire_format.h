@@ -45,6 +45,10 @@ inline constexpr uint32_t kMaxInlineBody = 256 * 1024;
 inline constexpr uint16_t kMaxDescriptors = 64;
 inline constexpr uint64_t kMaxMessageBytes = 256ull * 1024 * 1024;
 inline constexpr unsigned kMaxDepth = 32;
+// Values in one message, every dictionary's own and its entries' included
+// (the root counts too). A decoded value costs far more memory than its
+// few bytes on the wire; this keeps a received message from multiplying.
+inline constexpr uint32_t kMaxValues = 65536;
 // The inline body of a frame whose body is out of line: descriptor index
 // (u32) and length (u64).
 inline constexpr uint32_t kOutOfLineBodyRecord = 12;

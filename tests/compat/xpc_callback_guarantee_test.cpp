@@ -1,8 +1,9 @@
 // Callbacks that must run however a connection ends: a reply handler runs
 // exactly once and a barrier runs, even on a connection that was cancelled
-// before it was ever resumed or on a listener, which sends nothing; and the
+// before it was ever resumed or on a listener, which sends nothing; the
 // send queue of a stalled peer stays within its byte limit, barriers
-// included.
+// included; and a receiver that does not keep up holds a backlog bounded in
+// bytes, not only in messages.
 
 #include "xpc_test_support.h"
 
@@ -209,6 +210,35 @@ TEST_P(XpcStalledQueue, StaysWithinItsByteLimitAndRunsEveryBarrier) {
   EXPECT_TRUE(eventually([&] { return barriers->load() == kSends; })) << barriers->load() << " of " << kSends;
   EXPECT_TRUE(eventually([&] { return link.received->load() == kSends + 1 - dropped; }));
   EXPECT_EQ(harlune_xpc_connection_get_queued_bytes(link.client), 0u);
+}
+
+TEST(XpcStalledReceiver, BacklogOfLargeMessagesStaysWithinItsByteBound) {
+  StalledPeer link;
+  ASSERT_NE(link.server_peer, nullptr);
+  // The peer was resumed and suspended again: it reads until its backlog is
+  // full and then stops. 1 MiB messages travel as sealed memory, so the
+  // socket passes many of them before anything else fills up.
+  std::vector<uint8_t> block(1024 * 1024, 0x17);
+  xpc_object_t message = xpc_dictionary_create(nullptr, nullptr, 0);
+  xpc_dictionary_set_data(message, "BLOCK", block.data(), block.size());
+  constexpr int kSends = 160;
+  for (int i = 0; i < kSends; ++i) {
+    xpc_connection_send_message(link.client, message);
+  }
+  xpc_release(message);
+  // Let the reader take whatever it will.
+  uint64_t backlog = 0;
+  for (int i = 0; i < 50; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    backlog = std::max(backlog, harlune_xpc_connection_get_backlog_bytes(link.server_peer));
+  }
+  // 32 MiB, then the one message that crossed it (and its small overhead).
+  EXPECT_GT(backlog, 0u);
+  EXPECT_LE(backlog, 33u * 1024 * 1024 + 4096);
+  xpc_connection_resume(link.server_peer);
+  const uint64_t dropped = harlune_xpc_connection_get_dropped_count(link.client);
+  EXPECT_TRUE(eventually([&] { return link.received->load() == kSends + 1 - dropped; }));
+  EXPECT_TRUE(eventually([&] { return harlune_xpc_connection_get_backlog_bytes(link.server_peer) == 0; }));
 }
 
 INSTANTIATE_TEST_SUITE_P(Barriers, XpcStalledQueue, testing::Values(BarrierShape::same, BarrierShape::distinct),

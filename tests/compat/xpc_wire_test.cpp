@@ -280,6 +280,44 @@ const MalformedCase kMalformed[] = {
      Fds::stream_socket, 1},
 };
 
+// A body of one dictionary holding `entries` booleans.
+Body many_values(uint32_t entries) {
+  Body body = Body().dictionary(entries);
+  for (uint32_t i = 0; i < entries; ++i) {
+    body.text(std::to_string(i)).u8(wire::kBool).u8(1);
+  }
+  return body;
+}
+
+TEST(XpcWire, MessageHoldsAtMostTheValueLimitEitherWay) {
+  // The body's dictionary is a value too.
+  for (uint32_t entries : {wire::kMaxValues - 1, wire::kMaxValues}) {
+    Body body = many_values(entries);
+    wire::FrameHeader header;
+    header.kind = wire::kMessage;
+    header.body_length = static_cast<uint32_t>(body.bytes.size());
+    uint64_t footprint = 0;
+    Dictionary* decoded = decode_body(header, body.bytes.data(), nullptr, &footprint);
+    EXPECT_EQ(decoded != nullptr, entries < wire::kMaxValues) << entries;
+    if (decoded != nullptr) {
+      EXPECT_EQ(decoded->entries().size(), entries);
+      EXPECT_GE(footprint, body.bytes.size());
+      decoded->release();
+    }
+    // The sender refuses what the receiver would.
+    xpc_object_t message = xpc_dictionary_create(nullptr, nullptr, 0);
+    for (uint32_t i = 0; i < entries; ++i) {
+      xpc_dictionary_set_bool(message, std::to_string(i).c_str(), true);
+    }
+    EncodeStatus status = EncodeStatus::ok;
+    OutgoingFrame* frame = encode_frame(*handle_as<Dictionary>(message), wire::kMessage, false, 0, status);
+    EXPECT_EQ(frame != nullptr, entries < wire::kMaxValues) << entries;
+    EXPECT_EQ(status, entries < wire::kMaxValues ? EncodeStatus::ok : EncodeStatus::too_large);
+    destroy_frame(frame);
+    xpc_release(message);
+  }
+}
+
 class XpcWireMalformed : public testing::TestWithParam<MalformedCase> {};
 
 TEST_P(XpcWireMalformed, IsRefusedAndLeaksNoDescriptor) {

@@ -135,6 +135,18 @@ TEST_F(StreamMixerTest, ASenderAtAnotherRateIsLeftOutAndToldOnce) {
     EXPECT_NE(m_arNotes[0].find("48000"), std::string::npos);
 }
 
+TEST_F(StreamMixerTest, ASendersRateChangeEndsTheMixAtTheOldRateAndStartsItAtTheNew) {
+    Make(false);
+    Push(1, {1, 1}, 0, 44100.0);
+    Push(2, {2, 2}, 1, 44100.0);                // queued: sender 1 has nothing more yet
+    Push(1, {3, 3}, 10, 48000.0);               // sender 1's device now runs at 48000
+    ASSERT_GE(m_arEmitted.size(), 3u);
+    EXPECT_EQ(m_arEmitted[1].arFrames, (std::vector<float>{2, 2}));
+    EXPECT_EQ(m_arEmitted[1].fRate, 44100.0);   // what was queued went out at the old rate
+    EXPECT_EQ(m_arEmitted.back().arFrames, (std::vector<float>{3, 3}));
+    EXPECT_EQ(m_arEmitted.back().fRate, 48000.0);
+}
+
 TEST_F(StreamMixerTest, PerSenderEachSendersFramesGoOutUnderItsOwnKeyAtItsOwnRate) {
     Make(true);
     Push(1, {1, 1}, 0, 44100.0);

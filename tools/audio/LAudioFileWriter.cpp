@@ -7,6 +7,22 @@
 #include <cmath>
 
 namespace harlune::audio {
+namespace {
+
+// libsndfile's "System error : No space left on device." as the system says it.
+std::string SystemWords(const char* szMessage) {
+    std::string sz = szMessage != nullptr ? szMessage : "unknown error";
+    const std::string szPrefix = "System error : ";
+    if (sz.rfind(szPrefix, 0) == 0) {
+        sz.erase(0, szPrefix.size());
+    }
+    if (!sz.empty() && sz.back() == '.') {
+        sz.pop_back();
+    }
+    return sz;
+}
+
+} // namespace
 
 LAudioFileWriter::~LAudioFileWriter() {
     std::string szIgnored;
@@ -44,7 +60,7 @@ bool LAudioFileWriter::Open(const std::string& szPath, LRecordFormat eFormat, do
         pFile = sf_open(szPath.c_str(), SFM_WRITE, &info);
     }
     if (pFile == nullptr) {
-        *pszError = "cannot write " + szName + ": " + sf_strerror(nullptr);
+        *pszError = "cannot write " + szName + ": " + SystemWords(sf_strerror(nullptr));
         return false;
     }
     if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64) {
@@ -73,7 +89,7 @@ bool LAudioFileWriter::Write(const float* pfFrames, std::uint64_t nFrames, std::
         m_nFrames += static_cast<std::uint64_t>(nWritten);
     }
     if (nWritten != static_cast<sf_count_t>(nFrames)) {
-        *pszError = "cannot write to " + m_szPath + ": " + sf_strerror(m_pFile);
+        *pszError = "cannot write to " + m_szPath + ": " + SystemWords(sf_strerror(m_pFile));
         UpdateHeader();
         return false;
     }

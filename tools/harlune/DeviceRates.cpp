@@ -2,23 +2,53 @@
 
 namespace harlune::tools {
 
-double LDeviceRates::RateOf(pid_t nPid) {
-    if (auto it = m_devices.find(nPid); it != m_devices.end()) {
-        return it->second->SampleRate();
+double LDeviceRates::RateOf(pid_t nPid, bool bMark, LClock::time_point now) {
+    auto it = m_senders.find(nPid);
+    if (it == m_senders.end()) {
+        if (auto miss = m_misses.find(nPid); miss != m_misses.end() && now - miss->second < std::chrono::seconds(1)) {
+            return 0.0;
+        }
+        auto pDevice = std::make_unique<host::LPublishedDevice>();
+        if (!pDevice->Open(nPid)) {
+            m_misses[nPid] = now;
+            return 0.0;
+        }
+        m_misses.erase(nPid);
+        Sender sender;
+        sender.fRate = pDevice->SampleRate();
+        sender.nChanges = pDevice->RateChanges();
+        if (!bMark && sender.nChanges > 0 && now - pDevice->ChangedAt() < kUnmarkedChange) {
+            // A change so recent that this buffer may have been played
+            // before it: the old rate until the mark (or the wait) says.
+            sender.fRate = pDevice->PreviousSampleRate();
+            sender.nChanges -= 1;
+            sender.bUnmarked = true;
+            sender.unmarkedSince = pDevice->ChangedAt();
+        }
+        sender.pDevice = std::move(pDevice);
+        it = m_senders.emplace(nPid, std::move(sender)).first;
+        return it->second.fRate;
     }
-    const auto now = std::chrono::steady_clock::now();
-    if (auto it = m_misses.find(nPid); it != m_misses.end() && now - it->second < std::chrono::seconds(1)) {
-        return 0.0;
+    Sender& sender = it->second;
+    const std::uint64_t nChanges = sender.pDevice->RateChanges();
+    if (nChanges == sender.nChanges) {
+        sender.bUnmarked = false;
+        return sender.fRate;
     }
-    auto pDevice = std::make_unique<host::LPublishedDevice>();
-    if (!pDevice->Open(nPid)) {
-        m_misses[nPid] = now;
-        return 0.0;
+    if (!bMark) {
+        // Unmarked since the change was first seen (or published).
+        if (!sender.bUnmarked) {
+            sender.bUnmarked = true;
+            sender.unmarkedSince = now;
+        }
+        if (now - sender.unmarkedSince < kUnmarkedChange) {
+            return sender.fRate; // a buffer played before the change, still arriving
+        }
     }
-    m_misses.erase(nPid);
-    const double fRate = pDevice->SampleRate();
-    m_devices.emplace(nPid, std::move(pDevice));
-    return fRate;
+    sender.fRate = sender.pDevice->SampleRate();
+    sender.nChanges = nChanges;
+    sender.bUnmarked = false;
+    return sender.fRate;
 }
 
 } // namespace harlune::tools

@@ -3,6 +3,7 @@
 #include "host/LCFHelpers.h"
 #include "host/LHost.h"
 #include "tools/harlune/BundleLocation.h"
+#include "tools/harlune/CommandSupport.h"
 #include "tools/harlune/PropertyCatalog.h"
 
 #include <cstdio>
@@ -320,6 +321,9 @@ int LRunDevicesCommand(const std::vector<std::string>& arArgs) {
         const bool bHasNext = i + 1 < arArgs.size();
         if (szArg == "--help" || szArg == "-h") {
             std::fputs(kUsage, stdout);
+            return 0;
+        } else if (szArg == "--version") {
+            std::printf("%s\n", LVersionText());
             return 0;
         } else if (szArg == "--json") {
             options.bJson = true;

@@ -1,13 +1,16 @@
 #include "tools/harlune/HelperService.h"
 
 #include "helperlink/VADHelperProtocol.h"
+#include "tools/harlune/RecorderNotices.h"
 #include "xpc/LXPCDictionary.h"
 
 #include <dispatch/dispatch.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 #include <set>
+#include <vector>
 
 namespace harlune::tools {
 
@@ -19,6 +22,13 @@ struct LHelperService::State {
     std::set<xpc_connection_t> peers;        // every live peer, retained
     xpc_object_t endpoint = nullptr;         // the registered recorder's endpoint, retained
     xpc_connection_t recorder = nullptr;     // the peer that registered it (in peers)
+    bool bRecorderWaits = false;             // it asked to wait when replaced
+    // Replaced recorders that asked to wait, oldest first; endpoints retained.
+    struct LWaiting {
+        xpc_connection_t peer;
+        xpc_object_t endpoint;
+    };
+    std::vector<LWaiting> waiting;
     std::atomic<bool> bFailed{false};
     // The service decodes what plug-ins and recorders send, and answers
     // with what they receive: the protocol's tables the other way round.
@@ -38,6 +48,65 @@ struct LHelperService::State {
         }
         endpoint = nullptr;
         recorder = nullptr;
+        bRecorderWaits = false;
+    }
+
+    void ForgetWaiting(xpc_connection_t peer) {
+        auto it = std::find_if(waiting.begin(), waiting.end(), [peer](const LWaiting& w) { return w.peer == peer; });
+        if (it != waiting.end()) {
+            xpc_release(it->endpoint);
+            waiting.erase(it);
+        }
+    }
+
+    // One message holding only the boolean notice szKey, to a recorder.
+    void Notify(xpc_connection_t peer, const char* szKey) {
+        xpc_object_t message = xpc_dictionary_create(nullptr, nullptr, 0);
+        xpc_dictionary_set_bool(message, szKey, true);
+        xpc_connection_send_message(peer, message);
+        xpc_release(message);
+    }
+
+    void PushEndpointToPlugins() {
+        for (xpc_connection_t plugin : plugins) {
+            xpc_object_t push = xpc_dictionary_create(nullptr, nullptr, 0);
+            Send(plugin, push, "SEND_ENDPOINT", endpoint);
+            xpc_release(push);
+        }
+    }
+
+    // The registered recorder left: the newest one waiting takes its place.
+    void ChooseWaiting() {
+        if (recorder != nullptr || waiting.empty()) {
+            return;
+        }
+        const LWaiting next = waiting.back();
+        waiting.pop_back();
+        endpoint = next.endpoint; // the reference moves
+        recorder = next.peer;
+        bRecorderWaits = true;
+        Log("recorder " + Peer(recorder) + " is chosen again; telling " + std::to_string(plugins.size()) +
+            " plug-in(s)");
+        Notify(recorder, kEndpointChosenKey);
+        PushEndpointToPlugins();
+    }
+
+    void Register(xpc_connection_t peer, xpc_object_t value, bool bWaits) {
+        ForgetWaiting(peer);
+        if (recorder != nullptr && recorder != peer) {
+            // The displaced recorder hears of it, so it does not wait for
+            // audio that no longer comes.
+            Log("recorder " + Peer(recorder) + " is replaced" + (bRecorderWaits ? " and waits" : ""));
+            Notify(recorder, kEndpointReplacedKey);
+            if (bRecorderWaits) {
+                waiting.push_back({recorder, endpoint});
+                endpoint = nullptr;
+            }
+        }
+        DropEndpoint();
+        endpoint = xpc_retain(value);
+        recorder = peer;
+        bRecorderWaits = bWaits;
     }
 
     void Send(xpc_connection_t peer, xpc_object_t message, const char* szKey, xpc_object_t value) {
@@ -62,9 +131,11 @@ struct LHelperService::State {
     }
 
     void Forget(xpc_connection_t peer) {
+        ForgetWaiting(peer);
         if (peer == recorder) {
             Log("recorder " + Peer(peer) + " went away; its endpoint is withdrawn");
             DropEndpoint();
+            ChooseWaiting();
         }
         if (plugins.erase(peer) != 0) {
             Log("plug-in " + Peer(peer) + " went away");
@@ -100,21 +171,17 @@ struct LHelperService::State {
                     Log("refused a registration from " + Peer(peer) + " that holds no endpoint");
                     continue;
                 }
-                DropEndpoint();
-                endpoint = xpc_retain(value);
-                recorder = peer;
+                Register(peer, value, xpc_dictionary_get_bool(event, kWaitWhenReplacedKey));
                 Log("recorder " + Peer(peer) + " registered; telling " + std::to_string(plugins.size()) +
                     " plug-in(s)");
                 Reply(peer, event, "NEW_ENDPOINT_REPLY", nullptr);
-                for (xpc_connection_t plugin : plugins) {
-                    xpc_object_t push = xpc_dictionary_create(nullptr, nullptr, 0);
-                    Send(plugin, push, "SEND_ENDPOINT", endpoint);
-                    xpc_release(push);
-                }
+                PushEndpointToPlugins();
             } else if (szKey == "CLOSE_ENDPOINT") {
+                ForgetWaiting(peer);
                 if (peer == recorder) {
                     Log("recorder " + Peer(peer) + " withdrew its endpoint");
                     DropEndpoint();
+                    ChooseWaiting();
                 }
                 Reply(peer, event, "CLOSE_ENDPOINT_REPLY", nullptr);
             }
@@ -201,6 +268,10 @@ void LHelperService::Stop() {
       }
       pState->plugins.clear();
       pState->DropEndpoint();
+      for (const State::LWaiting& w : pState->waiting) {
+          xpc_release(w.endpoint);
+      }
+      pState->waiting.clear();
     });
 }
 
@@ -218,19 +289,26 @@ bool LHelperService::WaitUntilReachable(std::chrono::milliseconds timeout) {
         xpc_connection_set_event_handler(probe, ^(xpc_object_t) {
         });
         xpc_connection_resume(probe);
+        // The reply handler runs exactly once, possibly after this wait has
+        // given up: it owns what it touches (the semaphore and the flag,
+        // shared with this frame by reference counts).
         dispatch_semaphore_t answered = dispatch_semaphore_create(0);
-        __block bool bReached = false;
+        auto pReached = std::make_shared<std::atomic<bool>>(false);
+        dispatch_retain(answered);
         xpc_object_t request = xpc_dictionary_create(nullptr, nullptr, 0);
         xpc_connection_send_message_with_reply(probe, request, nullptr, ^(xpc_object_t reply) {
-          bReached = xpc_get_type(reply) == XPC_TYPE_DICTIONARY;
+          *pReached = xpc_get_type(reply) == XPC_TYPE_DICTIONARY;
           dispatch_semaphore_signal(answered);
+          dispatch_release(answered);
         });
         xpc_release(request);
-        dispatch_semaphore_wait(answered, dispatch_time(DISPATCH_TIME_NOW, 2 * static_cast<int64_t>(NSEC_PER_SEC)));
+        const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - std::chrono::steady_clock::now());
+        const std::int64_t nWaitNs = std::max<std::int64_t>(0, std::min<std::int64_t>(left.count(), 2 * NSEC_PER_SEC));
+        dispatch_semaphore_wait(answered, dispatch_time(DISPATCH_TIME_NOW, nWaitNs));
         xpc_connection_cancel(probe);
         xpc_release(probe);
         dispatch_release(answered);
-        if (bReached) {
+        if (pReached->load()) {
             return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));

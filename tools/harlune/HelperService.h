@@ -4,7 +4,10 @@
 // It owns the service name HelperServiceName. A recording application
 // registers its endpoint ("NEW_ENDPOINT", answered by "NEW_ENDPOINT_REPLY")
 // and withdraws it ("CLOSE_ENDPOINT", answered by "CLOSE_ENDPOINT_REPLY");
-// the newest registration wins. A plug-in's "REQUEST_ENDPOINT" is answered
+// the newest registration wins, and the recorder it replaces is told so
+// ("ENDPOINT_REPLACED", RecorderNotices.h). A replaced recorder that asked
+// to wait is kept and chosen again ("ENDPOINT_CHOSEN") when the one that
+// replaced it goes, newest first. A plug-in's "REQUEST_ENDPOINT" is answered
 // with "SEND_ENDPOINT" when a recorder is registered (with an empty reply
 // otherwise), and every newly registered endpoint is pushed as a
 // "SEND_ENDPOINT" message to every plug-in that has asked. A recorder whose

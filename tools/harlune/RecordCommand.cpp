@@ -7,6 +7,7 @@
 #include "tools/harlune/HelperProbe.h"
 #include "tools/harlune/LevelMeter.h"
 #include "tools/harlune/Recorder.h"
+#include "tools/harlune/RecordingBound.h"
 #include "tools/harlune/RecordingFile.h"
 #include "tools/harlune/SenderNames.h"
 #include "tools/harlune/StreamMixer.h"
@@ -44,12 +45,22 @@ const char kUsage[] =
     "  -c, --channels N    1 (the two channels mixed) or 2 (default)\n"
     "  -d, --duration S    stop after S seconds of audio\n"
     "      --frames N      stop after N frames\n"
+    "                      (either one also bounds the wait: without the frames,\n"
+    "                      the recording stops 2 s after they would have taken,\n"
+    "                      exit status 4)\n"
     "      --quality Q     resampling: quick, low, medium, high (default), very-high\n"
     "      --per-app       one file per application, named after its process\n"
     "                      (take-aplay-1234.wav); by default the applications\n"
     "                      playing at once are mixed into FILE\n"
+    "      --wait-if-replaced\n"
+    "                      when a newer recorder takes over, wait to be chosen\n"
+    "                      again once it goes (without it: finish, exit status 3)\n"
     "  -q, --quiet         no live line\n"
     "      --version       the program's version\n";
+
+// Exit statuses besides 0 (done), 1 (failure) and 2 (usage).
+constexpr int kExitReplaced = 3;   // a newer recorder took over
+constexpr int kExitIncomplete = 4; // the wall-clock bound passed before the frames came
 
 // The device's rate when its host publishes none: its rate at start-up.
 constexpr double kAssumedDeviceRate = 44100.0;
@@ -107,7 +118,7 @@ std::string LiveLine(Recording& recording) {
 int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     LRecordingOptions options;
     double fChannels = 2, fFrames = 0;
-    bool bQuiet = false, bFormatGiven = false, bPerApp = false;
+    bool bQuiet = false, bFormatGiven = false, bWaitIfReplaced = false, bPerApp = false;
     std::string szError;
     for (std::size_t i = 0; i < arArgs.size(); ++i) {
         const std::string& szArg = arArgs[i];
@@ -157,6 +168,8 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             bPerApp = true;
         } else if (szArg == "-q" || szArg == "--quiet") {
             bQuiet = true;
+        } else if (szArg == "--wait-if-replaced") {
+            bWaitIfReplaced = true;
         } else if (options.szPath.empty() && !szArg.empty() && (szArg[0] != '-' || szArg == "-")) {
             options.szPath = szArg;
         } else {
@@ -252,10 +265,14 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     LRecorderSink sink;
     sink.audio = [&recording](pid_t nSender, const void* pBytes, std::size_t nBytes) {
         std::lock_guard<std::mutex> lock(recording.mtx);
-        if (pBytes == nullptr || recording.bLimitReached || recording.bFailed) {
+        if (recording.bLimitReached || recording.bFailed) {
             return;
         }
-        double fRate = recording.rates.RateOf(nSender);
+        // An empty buffer marks a change of the device's rate.
+        double fRate = recording.rates.RateOf(nSender, nBytes == 0);
+        if (pBytes == nullptr || nBytes < 8) {
+            return;
+        }
         if (!(fRate > 0)) {
             // A host that publishes nothing: its device is taken to run at
             // the fixed rate when one is given (no resampling), else at the
@@ -279,14 +296,21 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     };
     sink.log = [](const std::string& szLine) { LLogLine("record", szLine); };
 
-    LRecorder recorder(sink);
+    LRecorder recorder(sink, bWaitIfReplaced);
+    // The wall-clock bound, in frames at the rate the file will most likely
+    // have (the device's own is known only once audio comes).
+    const double fBoundRate = options.fFixedRate > 0 ? options.fFixedRate : kAssumedDeviceRate;
+    const std::uint64_t nBoundFrames =
+        options.nFrameLimit > 0 ? options.nFrameLimit
+                                : static_cast<std::uint64_t>(std::llround(options.fSecondsLimit * fBoundRate));
+    const LRecordingBound bound(nBoundFrames, fBoundRate, LRecordingBound::LClock::now());
     if (!recorder.Start()) {
         std::fprintf(stderr, "harlune record: cannot publish an endpoint\n");
         return 1;
     }
     const bool bLive = !bQuiet && isatty(STDERR_FILENO);
     bool bRegistered = false;
-    bool bToldNoHelper = false;
+    bool bToldNoHelper = false, bReceiving = false;
     int nExit = 0;
     const auto start = std::chrono::steady_clock::now();
     auto lastHeader = start;
@@ -309,6 +333,12 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         }
         std::lock_guard<std::mutex> lock(recording.mtx);
         recording.pMixer->Tick(LStreamMixer::LClock::now());
+        if (!bReceiving && recording.pShown->TotalFrames() > 0) {
+            // For scripts too: audio arrives, so a plug-in has found us.
+            bReceiving = true;
+            std::fprintf(pWords, "receiving\n");
+            std::fflush(pWords);
+        }
         for (const std::string& szNote : recording.arNotes) {
             LLogLine("record", szNote);
         }
@@ -329,6 +359,17 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             break;
         }
         if (recording.bLimitReached) {
+            break;
+        }
+        if (recorder.IsReplaced() && !bWaitIfReplaced) {
+            LLogLine("record", "another recorder took over; finishing the recording");
+            nExit = kExitReplaced;
+            break;
+        }
+        // Per application, the bound counts the file written last.
+        if (bound.Passed(now, recording.pShown->TotalFrames())) {
+            LLogLine("record", bound.Describe(now, recording.pShown->TotalFrames()));
+            nExit = kExitIncomplete;
             break;
         }
     }

@@ -1,6 +1,7 @@
 #include "tools/harlune/Recorder.h"
 
 #include "helperlink/VADHelperProtocol.h"
+#include "tools/harlune/RecorderNotices.h"
 #include "xpc/LXPCClientManager.h"
 
 #include <cstring>
@@ -16,7 +17,8 @@ constexpr auto kRetryInterval = std::chrono::milliseconds(500);
 
 } // namespace
 
-LRecorder::LRecorder(LRecorderSink sink) : LXPCClientEventNotify(true, true), m_sink(std::move(sink)) {
+LRecorder::LRecorder(LRecorderSink sink, bool bWaitWhenReplaced)
+    : LXPCClientEventNotify(true, true), m_sink(std::move(sink)), m_bWaitWhenReplaced(bWaitWhenReplaced) {
     LFillVADHelperKeyTables();
 }
 
@@ -33,6 +35,8 @@ bool LRecorder::Start() {
     // with the service's keys and is sent audio and volume.
     LXPCClientManager::AddKeys(m_nClientId, arVADHelperTxKeys, false);
     LXPCClientManager::AddKeys(m_nClientId, arVADHelperRxKeys, true);
+    LXPCClientManager::AddKeys(m_nClientId, arRecorderNoticeKeys, false);
+    LXPCClientManager::AddKeys(m_nClientId, arRecorderNoticeKeys, true);
     m_endpoint = LXPCClientManager::CreateEndPoint(m_nClientId, kPlugInConnection, 1);
     if (m_endpoint == nullptr) {
         return false;
@@ -47,11 +51,15 @@ void LRecorder::Register() {
     LList<LXPCDataListable> values;
     values.Add(new LXPCDataListable(
         LXPCData("NEW_ENDPOINT", kLXPCDataTypeNone, static_cast<long>(reinterpret_cast<std::intptr_t>(m_endpoint)))));
+    if (m_bWaitWhenReplaced) {
+        values.Add(new LXPCDataListable(LXPCData(kWaitWhenReplacedKey, kLXPCDataTypeNone, 1)));
+    }
     LXPCClientManager::SendMessage(m_nClientId, HelperServiceName, 0, values, true);
 }
 
 void LRecorder::Tick() {
-    if (m_bRegistered.load() || m_bClosed.load() || std::chrono::steady_clock::now() - m_lastAttempt < kRetryInterval) {
+    if (m_bRegistered.load() || m_bClosed.load() || m_bReplaced.load() ||
+        std::chrono::steady_clock::now() - m_lastAttempt < kRetryInterval) {
         return;
     }
     if (m_bHelperLost.exchange(false)) {
@@ -101,6 +109,19 @@ void LRecorder::EvMessageReceived(long connection, long, const LXPCData* values,
             m_sink.audio(nSender, reinterpret_cast<const void*>(static_cast<std::intptr_t>(v.nValue)), v.nLength);
         } else if (std::strcmp(v.szKey, "VOLUME_CHANGED") == 0 && m_sink.volume) {
             m_sink.volume(v.dValue);
+        } else if (std::strcmp(v.szKey, kEndpointReplacedKey) == 0) {
+            m_bReplaced = true;
+            m_bRegistered = false;
+            if (m_sink.log) {
+                m_sink.log(m_bWaitWhenReplaced ? "a newer recorder took over; waiting to be chosen again"
+                                               : "a newer recorder took over");
+            }
+        } else if (std::strcmp(v.szKey, kEndpointChosenKey) == 0) {
+            m_bReplaced = false;
+            m_bRegistered = true;
+            if (m_sink.log) {
+                m_sink.log("chosen again by the helper service");
+            }
         }
     }
 }

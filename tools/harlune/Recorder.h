@@ -6,6 +6,13 @@
 // interrupted (the service restarted) or was never reachable, Tick()
 // registers again, so a recorder outlives helper restarts.
 //
+// Only the newest recorder receives audio. One that a newer recorder
+// replaced is told so and IsReplaced() turns true; it then registers no
+// more, unless it was made to wait when replaced, in which case the helper
+// service chooses it again once the newer one goes (IsRegistered() turns
+// true again). A waiting recorder is not re-registered by a restarted
+// helper service: the new service does not know it.
+//
 // Threads: the sink callbacks run on XPC queues, one event of a
 // connection at a time; buffers from different plug-in connections may
 // arrive at once, so the sink serialises itself. Tick and Close run on
@@ -39,7 +46,9 @@ struct LRecorderSink {
 
 class LRecorder : public LXPCClientEventNotify {
 public:
-    explicit LRecorder(LRecorderSink sink);
+    // bWaitWhenReplaced: stay registered as a recorder in waiting when a
+    // newer one replaces this one (see above).
+    explicit LRecorder(LRecorderSink sink, bool bWaitWhenReplaced = false);
     ~LRecorder() override;
 
     // Publishes the endpoint and sends the first registration; false when
@@ -51,6 +60,8 @@ public:
     // closes every connection.
     void Close(std::chrono::milliseconds timeout);
     bool IsRegistered() const { return m_bRegistered.load(); }
+    // A newer recorder took this one's place (and it waits, if made to).
+    bool IsReplaced() const { return m_bReplaced.load(); }
 
     void EvConnectionError(long connection, LXPCErrorType error) override;
     void EvMessageSent(long connection) override {}
@@ -61,11 +72,14 @@ private:
     void Register();
 
     LRecorderSink m_sink;
-    int m_nClientId = 0;
+    const bool m_bWaitWhenReplaced;
+    // Written by Start and Close, read by the callbacks on XPC queues.
+    std::atomic<int> m_nClientId{0};
     xpc_object_t m_endpoint = nullptr;           // ours, owned
     std::atomic<bool> m_bRegistered{false};       // the helper service answered our registration
     std::atomic<bool> m_bHelperLost{false};       // the helper connection is dead: make a new one
     std::atomic<bool> m_bClosed{false};           // the endpoint was withdrawn
+    std::atomic<bool> m_bReplaced{false};         // a newer recorder took our place
     std::chrono::steady_clock::time_point m_lastAttempt; // Tick's pacing; caller's thread
 };
 

@@ -33,6 +33,13 @@ void LStreamMixer::Push(pid_t nSender, const float* pfFrames, std::uint64_t nFra
         return;
     }
     Stream* pStream = Find(nSender);
+    if (pStream != nullptr && fRate != pStream->fRate) {
+        // The sender's device changed its rate: everything queued goes out
+        // at the old rate, and the sender joins anew at its new one (the
+        // others rejoin with their next buffers).
+        Flush();
+        pStream = nullptr;
+    }
     if (pStream == nullptr) {
         if (m_arStreams.empty()) {
             m_fMixRate = fRate;

@@ -19,6 +19,8 @@
 // is mixed in, it stops holding the others back, and should it send again
 // it joins anew. A sender whose rate differs from the mix's is left out of
 // the mix (said once through the note); per sender it keeps its own rate.
+// A sender whose rate changes flushes the mix and starts it again at its
+// new rate.
 // The first sender of each emitted block is copied and the others added, so
 // one sender alone passes bit for bit.
 //

@@ -22,7 +22,8 @@
  * Suspensions are counted: n suspends need n resumes. A suspended connection
  * neither writes its queued messages nor runs its callbacks (reply handlers
  * and barriers without a queue of their own included); it keeps reading
- * until a backlog of incoming messages builds up.
+ * until a backlog of incoming messages builds up (256 messages or 32 MiB
+ * of decoded messages).
  *
  * Callbacks. The event handler, the reply handlers given no queue and the
  * barriers of one connection run on its target queue (by default a serial
@@ -151,6 +152,11 @@ XPC_EXPORT uint64_t harlune_xpc_connection_get_dropped_count(xpc_connection_t co
 /* Linux stand-in only: the bytes this connection's send queue holds now
  * (messages not yet written and barriers waiting for them). */
 XPC_EXPORT uint64_t harlune_xpc_connection_get_queued_bytes(xpc_connection_t connection) XPC_NOTHROW;
+/* Linux stand-in only: what the received messages waiting for this
+ * connection's event handler hold in memory, roughly (their bytes and a
+ * per-value overhead). Reading stops while it is over 32 MiB (or 256
+ * messages wait), so it stays below that plus one message. */
+XPC_EXPORT uint64_t harlune_xpc_connection_get_backlog_bytes(xpc_connection_t connection) XPC_NOTHROW;
 
 #ifdef __BLOCKS__
 /* The handler for messages (dictionaries), errors and, on a listener, new
