@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -32,25 +33,36 @@ double FromBits(std::uint64_t qw) {
     return f;
 }
 
-// Removes publications whose process is gone (killed hosts leave theirs).
-void RemoveStale(const std::string& szFolder) {
+// The pids of the publications in szFolder.
+std::vector<pid_t> ListPublications(const std::string& szFolder) {
+    std::vector<pid_t> arPids;
     DIR* pDir = opendir(szFolder.c_str());
     if (pDir == nullptr) {
-        return;
+        return arPids;
     }
     while (const dirent* pEntry = readdir(pDir)) {
         const std::string szName = pEntry->d_name;
-        if (szName.rfind(kPrefix, 0) != 0 || szName.size() <= sizeof kPrefix + sizeof kSuffix - 2 ||
-            szName.compare(szName.size() - (sizeof kSuffix - 1), std::string::npos, kSuffix) != 0) {
+        if (szName.rfind(kPrefix, 0) != 0) {
             continue;
         }
         char* pEnd = nullptr;
         const long nPid = std::strtol(szName.c_str() + sizeof kPrefix - 1, &pEnd, 10);
-        if (nPid > 0 && std::strcmp(pEnd, kSuffix) == 0 && kill(static_cast<pid_t>(nPid), 0) != 0 && errno == ESRCH) {
-            unlink((szFolder + "/" + szName).c_str());
+        if (nPid > 0 && std::strcmp(pEnd, kSuffix) == 0) {
+            arPids.push_back(static_cast<pid_t>(nPid));
         }
     }
     closedir(pDir);
+    std::sort(arPids.begin(), arPids.end());
+    return arPids;
+}
+
+// Removes publications whose process is gone (killed hosts leave theirs).
+void RemoveStale(const std::string& szFolder) {
+    for (pid_t nPid : ListPublications(szFolder)) {
+        if (kill(nPid, 0) != 0 && errno == ESRCH) {
+            unlink((szFolder + "/" + kPrefix + std::to_string(nPid) + kSuffix).c_str());
+        }
+    }
 }
 
 } // namespace
@@ -58,6 +70,8 @@ void RemoveStale(const std::string& szFolder) {
 std::string LDevicePublicationPath(pid_t nPid) {
     return LServiceFolderPath() + "/" + kPrefix + std::to_string(nPid) + kSuffix;
 }
+
+std::vector<pid_t> LListDevicePublications() { return ListPublications(LServiceFolderPath()); }
 
 LDevicePublisher::~LDevicePublisher() { Unpublish(); }
 

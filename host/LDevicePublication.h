@@ -37,6 +37,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace harlune::host {
 
@@ -52,6 +53,9 @@ static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the published st
 
 // The publication's path for process nPid.
 std::string LDevicePublicationPath(pid_t nPid);
+// The processes whose publications are in the service folder now, in
+// ascending order (a process that died since may still be listed).
+std::vector<pid_t> LListDevicePublications();
 
 class LDevicePublisher {
 public:

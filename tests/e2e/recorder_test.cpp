@@ -75,6 +75,10 @@ TEST_P(RecorderBoundTest, RecordingThatReceivesNothingEndsAfterItsLengthAndTheGr
     EXPECT_EQ(recorder.Wait(kStartTimeout), kExitIncomplete) << recorder.Output();
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1) + tools::LRecordingBound::kGrace);
     EXPECT_EQ(recorder.Output().find("receiving"), std::string::npos) << recorder.Output();
+    audio::LAudioFileContents audio;
+    std::string szError;
+    ASSERT_TRUE(audio::LReadAudioFile(m_folder / "nothing.wav", &audio, &szError)) << szError;
+    EXPECT_TRUE(audio.arFrames.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Limits, RecorderBoundTest,

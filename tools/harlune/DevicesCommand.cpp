@@ -4,6 +4,8 @@
 #include "host/LHost.h"
 #include "tools/harlune/BundleLocation.h"
 #include "tools/harlune/CommandSupport.h"
+#include "tools/harlune/DeviceSummary.h"
+#include "tools/harlune/DeviceTree.h"
 #include "tools/harlune/PropertyCatalog.h"
 
 #include <cstdio>
@@ -16,13 +18,17 @@ namespace harlune::tools {
 namespace {
 
 const char kUsage[] =
-    "usage: harlune devices [--json] [--bundle PATH] [--storage DIR]\n"
+    "usage: harlune devices [-v] [--json] [--bundle PATH] [--storage DIR]\n"
     "       harlune devices --set OBJECT SELECTOR VALUE [--bundle PATH] [--storage DIR]\n"
     "\n"
-    "Loads the driver bundle as the audio server does and prints its objects\n"
-    "(plug-in, box, device, stream, controls) with every readable property.\n"
+    "Loads the driver bundle as the audio server does and shows the device: its\n"
+    "name and UID, whether a host plays into it, its rate, format and volume, and\n"
+    "whether a recorder is there to receive it.\n"
     "\n"
-    "  --json            print the tree as JSON\n"
+    "  -v, --verbose     also print every object (plug-in, box, device, stream,\n"
+    "                    controls) with every readable property\n"
+    "  --json            print the device and the whole tree as JSON, keyed by the\n"
+    "                    names the text shows, with the four-character codes beside\n"
     "  --set O S V       set property S (four characters, e.g. lcsv) of object O\n"
     "                    to V and show the notices the driver sent; V is a number,\n"
     "                    or text for names; for formats ('sfmt', 'pft ') the rate\n"
@@ -31,181 +37,28 @@ const char kUsage[] =
 
 struct Options {
     bool bJson = false;
+    bool bVerbose = false;
     bool bSet = false;
     std::string szObject, szSelector, szValue;
     host::LHostOptions host;
 };
 
-struct Property {
-    const LPropertyInfo* pInfo;
-    AudioObjectPropertyScope dwScope;
-    std::vector<UInt8> arData;
-};
-
-struct Object {
-    AudioObjectID dwID;
-    AudioObjectID dwOwner;
-    std::vector<Property> arProperties;
-};
-
-const char* ClassName(UInt32 dwClass) {
-    switch (dwClass) {
-    case kAudioPlugInClassID: return "Plug-in";
-    case kAudioBoxClassID: return "Box";
-    case kAudioDeviceClassID: return "Device";
-    case kAudioStreamClassID: return "Stream";
-    case kAudioVolumeControlClassID: return "Volume control";
-    case kAudioMuteControlClassID: return "Mute control";
-    case kAudioDataSourceControlClassID: return "Data source control";
-    case kAudioDataDestinationControlClassID: return "Data destination control";
-    default: return "Object";
+// A driver status in words, with its code for those who look it up.
+std::string StatusText(OSStatus status) {
+    const char* szWords = nullptr;
+    switch (static_cast<UInt32>(status)) {
+    case 0: return "ok";
+    case kAudioHardwareBadObjectError: szWords = "there is no such object"; break;
+    case kAudioHardwareUnknownPropertyError: szWords = "the object has no such property"; break;
+    case kAudioHardwareBadPropertySizeError: szWords = "the value has the wrong size for this property"; break;
+    case kAudioHardwareIllegalOperationError: szWords = "the driver does not allow it"; break;
+    case kAudioDeviceUnsupportedFormatError: szWords = "the device does not support that value"; break;
+    case kAudioHardwareUnsupportedOperationError: szWords = "the property cannot be set"; break;
+    case kAudioHardwareNotRunningError: szWords = "the host is not running"; break;
+    case kAudioHardwareUnspecifiedError: szWords = "the driver failed without saying why"; break;
+    default: szWords = "the driver refused"; break;
     }
-}
-
-std::string StatusText(OSStatus status) { return status == 0 ? "ok" : LFourCCText(static_cast<UInt32>(status)); }
-
-// Reads one property in the first scope the object admits it in.
-bool ReadProperty(host::LHost& host, AudioObjectID dwObject, const LPropertyInfo& info, Property* pOut) {
-    for (AudioObjectPropertyScope dwScope :
-         {kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyScopeInput}) {
-        const AudioObjectPropertyAddress address = {info.dwSelector, dwScope, kAudioObjectPropertyElementMain};
-        if (!host.Entries()->HasProperty(host.Driver(), dwObject, 0, &address)) {
-            continue;
-        }
-        // Lists are read with room to spare rather than at their size
-        // answer, which for some lists is smaller than the whole list.
-        std::vector<UInt8> arData(4096);
-        UInt32 dwOut = 0;
-        if (host.Entries()->GetPropertyData(host.Driver(), dwObject, 0, &address, 0, nullptr,
-                                            static_cast<UInt32>(arData.size()), &dwOut, arData.data()) != 0) {
-            return false;
-        }
-        arData.resize(dwOut);
-        *pOut = Property{&info, dwScope, std::move(arData)};
-        return true;
-    }
-    return false;
-}
-
-std::vector<Object> ReadTree(host::LHost& host) {
-    std::vector<Object> arObjects;
-    std::set<AudioObjectID> seen = {kAudioObjectPlugInObject};
-    std::deque<std::pair<AudioObjectID, AudioObjectID>> queue = {{kAudioObjectPlugInObject, kAudioObjectUnknown}};
-    while (!queue.empty()) {
-        auto [dwID, dwOwner] = queue.front();
-        queue.pop_front();
-        Object object{dwID, dwOwner, {}};
-        for (const LPropertyInfo& info : LKnownProperties()) {
-            Property property;
-            if (ReadProperty(host, dwID, info, &property)) {
-                if (info.dwSelector == kAudioObjectPropertyOwnedObjects) {
-                    for (std::size_t i = 0; i + 4 <= property.arData.size(); i += 4) {
-                        AudioObjectID dwChild = 0;
-                        std::memcpy(&dwChild, &property.arData[i], 4);
-                        if (seen.insert(dwChild).second) {
-                            queue.push_back({dwChild, dwID});
-                        }
-                    }
-                }
-                object.arProperties.push_back(std::move(property));
-            }
-        }
-        arObjects.push_back(std::move(object));
-    }
-    return arObjects;
-}
-
-UInt32 ClassOf(const Object& object) {
-    for (const Property& p : object.arProperties) {
-        if (p.pInfo->dwSelector == kAudioObjectPropertyClass && p.arData.size() >= 4) {
-            UInt32 dw = 0;
-            std::memcpy(&dw, p.arData.data(), 4);
-            return dw;
-        }
-    }
-    return 0;
-}
-
-int Depth(const std::vector<Object>& arObjects, const Object& object) {
-    int nDepth = 0;
-    for (AudioObjectID dwOwner = object.dwOwner; dwOwner != kAudioObjectUnknown && nDepth < 8; ++nDepth) {
-        AudioObjectID dwNext = kAudioObjectUnknown;
-        for (const Object& o : arObjects) {
-            if (o.dwID == dwOwner) {
-                dwNext = o.dwOwner;
-            }
-        }
-        dwOwner = dwNext;
-    }
-    return nDepth;
-}
-
-// Answers that need a qualifier or an element, shown after the plain ones.
-void PrintQualified(host::LHost& host, const Object& object, const std::string& szIndent) {
-    const UInt32 dwClass = ClassOf(object);
-    if (dwClass == kAudioDeviceClassID) {
-        for (UInt32 dwElement = 0; dwElement <= 2; ++dwElement) {
-            const AudioObjectPropertyAddress address = {kAudioObjectPropertyElementName,
-                                                        kAudioObjectPropertyScopeGlobal, dwElement};
-            CFStringRef name = nullptr;
-            UInt32 dwOut = 0;
-            if (host.Entries()->GetPropertyData(host.Driver(), object.dwID, 0, &address, 0, nullptr, sizeof name,
-                                                &dwOut, &name) == 0) {
-                std::printf("%sElement %u name: \"%s\"\n", szIndent.c_str(), dwElement,
-                            host::LStringFromCF(name).c_str());
-                CFRelease(name);
-            }
-        }
-    }
-    if (dwClass == kAudioDataSourceControlClassID || dwClass == kAudioDataDestinationControlClassID) {
-        for (UInt32 dwItem = 0; dwItem <= 3; ++dwItem) {
-            const AudioObjectPropertyAddress address = {kAudioSelectorControlPropertyItemName,
-                                                        kAudioObjectPropertyScopeGlobal, 0};
-            CFStringRef name = nullptr;
-            UInt32 dwOut = 0;
-            if (host.Entries()->GetPropertyData(host.Driver(), object.dwID, 0, &address, sizeof dwItem, &dwItem,
-                                                sizeof name, &dwOut, &name) == 0) {
-                std::printf("%sItem %u name: \"%s\"\n", szIndent.c_str(), dwItem, host::LStringFromCF(name).c_str());
-                CFRelease(name);
-            }
-        }
-    }
-}
-
-void PrintText(host::LHost& host, const std::vector<Object>& arObjects) {
-    for (const Object& object : arObjects) {
-        const std::string szIndent(static_cast<std::size_t>(Depth(arObjects, object)) * 2, ' ');
-        std::printf("%s%s %u\n", szIndent.c_str(), ClassName(ClassOf(object)), object.dwID);
-        // Properties indent two more than their object.
-        for (const Property& p : object.arProperties) {
-            std::printf("%s    %s: %s%s\n", szIndent.c_str(), p.pInfo->szName,
-                        LDescribeValue(p.pInfo->eKind, p.arData).c_str(),
-                        p.dwScope == kAudioObjectPropertyScopeGlobal
-                            ? ""
-                            : ("   [scope " + LFourCCText(p.dwScope) + "]").c_str());
-        }
-        PrintQualified(host, object, szIndent + "    ");
-    }
-}
-
-void PrintJson(const std::vector<Object>& arObjects) {
-    std::printf("{\"objects\":[");
-    for (std::size_t i = 0; i < arObjects.size(); ++i) {
-        const Object& object = arObjects[i];
-        std::printf("%s\n{\"id\":%u,\"owner\":%u,\"kind\":%s,\"properties\":{", i ? "," : "", object.dwID,
-                    object.dwOwner, LJsonString(ClassName(ClassOf(object))).c_str());
-        for (std::size_t j = 0; j < object.arProperties.size(); ++j) {
-            const Property& p = object.arProperties[j];
-            std::string szCode = LFourCCText(p.pInfo->dwSelector);
-            if (szCode.size() == 6) {
-                szCode = szCode.substr(1, 4);
-            }
-            std::printf("%s%s:%s", j ? "," : "", LJsonString(szCode).c_str(),
-                        LJsonValue(p.pInfo->eKind, p.arData).c_str());
-        }
-        std::printf("}}");
-    }
-    std::printf("\n]}\n");
+    return std::string(szWords) + " (" + LFourCCText(static_cast<UInt32>(status)) + ")";
 }
 
 int SetProperty(host::LHost& host, const Options& options) {
@@ -278,8 +131,9 @@ int SetProperty(host::LHost& host, const Options& options) {
     const std::size_t nChangesBefore = host.ConfigurationChanges().size();
     const OSStatus status = host.Entries()->SetPropertyData(host.Driver(), dwObject, 0, &address, 0, nullptr,
                                                             static_cast<UInt32>(arData.size()), arData.data());
-    std::printf("set %u %s = %s: %s\n", dwObject, LFourCCText(dwSelector).c_str(), options.szValue.c_str(),
-                StatusText(status).c_str());
+    std::fprintf(status == 0 ? stdout : stderr, "%sset %u %s (%s) = %s: %s\n", status == 0 ? "" : "harlune devices: cannot ",
+                 dwObject, LFourCCText(dwSelector).c_str(), pInfo->szName, options.szValue.c_str(),
+                 StatusText(status).c_str());
     if (status == 0) {
         // Notices can come later from the driver's queue; identify's come
         // two seconds after the set.
@@ -304,9 +158,12 @@ int SetProperty(host::LHost& host, const Options& options) {
         std::printf("configuration change performed: device %u, action %llu: %s\n", changes[i].dwDeviceID,
                     static_cast<unsigned long long>(changes[i].qwChangeAction), StatusText(changes[i].status).c_str());
     }
-    Property after;
-    if (ReadProperty(host, dwObject, *pInfo, &after)) {
-        std::printf("now: %s\n", LDescribeValue(pInfo->eKind, after.arData).c_str());
+    for (const LTreeObject& object : LReadDeviceTree(host)) {
+        for (const LTreeProperty& p : object.arProperties) {
+            if (object.dwID == dwObject && p.dwSelector == dwSelector && p.szQualifier.empty()) {
+                std::printf("now: %s\n", p.szText.c_str());
+            }
+        }
     }
     return status == 0 ? 0 : 1;
 }
@@ -325,6 +182,8 @@ int LRunDevicesCommand(const std::vector<std::string>& arArgs) {
         } else if (szArg == "--version") {
             std::printf("%s\n", LVersionText());
             return 0;
+        } else if (szArg == "-v" || szArg == "--verbose") {
+            options.bVerbose = true;
         } else if (szArg == "--json") {
             options.bJson = true;
         } else if (szArg == "--bundle" && bHasNext) {
@@ -353,11 +212,16 @@ int LRunDevicesCommand(const std::vector<std::string>& arArgs) {
     if (options.bSet) {
         return SetProperty(*pHost, options);
     }
-    const std::vector<Object> arObjects = ReadTree(*pHost);
+    const LDeviceSummary summary = LReadDeviceSummary(*pHost);
     if (options.bJson) {
-        PrintJson(arObjects);
-    } else {
-        PrintText(*pHost, arObjects);
+        std::printf("{\"device\":%s,\n\"objects\":%s}\n", LDeviceSummaryJson(summary).c_str(),
+                    LDeviceTreeJson(LReadDeviceTree(*pHost)).c_str());
+        return 0;
+    }
+    LPrintDeviceSummary(summary);
+    if (options.bVerbose) {
+        std::printf("\n");
+        LPrintDeviceTree(LReadDeviceTree(*pHost));
     }
     return 0;
 }

@@ -45,25 +45,25 @@ const char kUsage[] =
     "  -c, --channels N    1 (the two channels mixed) or 2 (default)\n"
     "  -d, --duration S    stop after S seconds of audio\n"
     "      --frames N      stop after N frames\n"
-    "                      (either one also bounds the wait: without the frames,\n"
-    "                      the recording stops 2 s after they would have taken,\n"
+    "                      (either one also bounds the wait: without the audio,\n"
+    "                      the recording stops 2 s after it would have taken,\n"
     "                      exit status 4)\n"
     "      --quality Q     resampling: quick, low, medium, high (default), very-high\n"
     "      --per-app       one file per application, named after its process\n"
     "                      (take-aplay-1234.wav); by default the applications\n"
     "                      playing at once are mixed into FILE\n"
     "      --wait-if-replaced\n"
-    "                      when a newer recorder takes over, wait to be chosen\n"
-    "                      again once it goes (without it: finish, exit status 3)\n"
+    "                      when a newer recorder takes over, wait to be chosen again\n"
+    "                      once it goes (without it: finish the file, exit status 3)\n"
     "  -q, --quiet         no live line\n"
     "      --version       the program's version\n";
 
-// Exit statuses besides 0 (done), 1 (failure) and 2 (usage).
-constexpr int kExitReplaced = 3;   // a newer recorder took over
-constexpr int kExitIncomplete = 4; // the wall-clock bound passed before the frames came
-
 // The device's rate when its host publishes none: its rate at start-up.
 constexpr double kAssumedDeviceRate = 44100.0;
+
+// Exit statuses besides 0 (done), 1 (failure) and 2 (usage).
+constexpr int kExitReplaced = 3;   // a newer recorder took over
+constexpr int kExitIncomplete = 4; // the wall-clock bound passed before the audio came
 
 // What has been recorded; written on XPC queues, read by the main thread.
 struct Recording {
@@ -297,20 +297,26 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     sink.log = [](const std::string& szLine) { LLogLine("record", szLine); };
 
     LRecorder recorder(sink, bWaitIfReplaced);
-    // The wall-clock bound, in frames at the rate the file will most likely
-    // have (the device's own is known only once audio comes).
+    // The wall-clock bound counts frames at the rate the file will most
+    // likely have; a duration is counted in frames at the start-up rate.
     const double fBoundRate = options.fFixedRate > 0 ? options.fFixedRate : kAssumedDeviceRate;
     const std::uint64_t nBoundFrames =
-        options.nFrameLimit > 0 ? options.nFrameLimit
-                                : static_cast<std::uint64_t>(std::llround(options.fSecondsLimit * fBoundRate));
+        options.nFrameLimit != 0 ? options.nFrameLimit
+                                 : static_cast<std::uint64_t>(std::llround(options.fSecondsLimit * fBoundRate));
     const LRecordingBound bound(nBoundFrames, fBoundRate, LRecordingBound::LClock::now());
+    // Per application, the bound counts the file written last.
+    auto recorded = [&]() {
+        const LRecordingFile& shown = *recording.pShown;
+        return options.nFrameLimit != 0 ? shown.TotalFrames()
+                                        : static_cast<std::uint64_t>(std::llround(shown.TotalSeconds() * fBoundRate));
+    };
     if (!recorder.Start()) {
         std::fprintf(stderr, "harlune record: cannot publish an endpoint\n");
         return 1;
     }
     const bool bLive = !bQuiet && isatty(STDERR_FILENO);
-    bool bRegistered = false;
-    bool bToldNoHelper = false, bReceiving = false;
+    bool bRegistered = false, bReceiving = false;
+    bool bToldNoHelper = false;
     int nExit = 0;
     const auto start = std::chrono::steady_clock::now();
     auto lastHeader = start;
@@ -362,13 +368,13 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             break;
         }
         if (recorder.IsReplaced() && !bWaitIfReplaced) {
-            LLogLine("record", "another recorder took over; finishing the recording");
+            LLogLine("record", "another recorder took over; finishing " +
+                                   (options.szPath == "-" ? std::string("the recording") : options.szPath));
             nExit = kExitReplaced;
             break;
         }
-        // Per application, the bound counts the file written last.
-        if (bound.Passed(now, recording.pShown->TotalFrames())) {
-            LLogLine("record", bound.Describe(now, recording.pShown->TotalFrames()));
+        if (bound.Passed(LRecordingBound::LClock::now(), recorded())) {
+            LLogLine("record", bound.Describe(LRecordingBound::LClock::now(), recorded()));
             nExit = kExitIncomplete;
             break;
         }
