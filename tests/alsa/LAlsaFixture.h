@@ -28,6 +28,10 @@
 #include <string>
 #include <vector>
 
+#ifndef HARLUNE_CHILD_ENV
+#define HARLUNE_CHILD_ENV ""
+#endif
+
 namespace harlune::test {
 
 // Writes a WAV file of integer (16 or 32 bits) or float (32 bits) samples.
@@ -53,12 +57,22 @@ inline bool LWriteTestWav(const std::string& szPath, std::uint32_t nRate, std::u
     return static_cast<bool>(out.flush());
 }
 
+// A shell command line that runs an ALSA program (which loads the module),
+// with what the build needs in its environment, standard error joined to
+// standard output.
+inline std::string LAlsaProgramCommand(const std::string& szCommand) {
+    return std::string(HARLUNE_CHILD_ENV) + " " + szCommand + " 2>&1";
+}
+
 class LAlsaFixture : public ::testing::Test {
 protected:
     static constexpr auto kStartTimeout = std::chrono::seconds(15);
     static constexpr auto kPlayTimeout = std::chrono::seconds(30);
 
     void SetUp() override {
+        if (m_bNeedsPrograms && ProgramsUnsupported()) {
+            GTEST_SKIP() << "alsa-utils' programs cannot load the module of a thread-sanitizer build";
+        }
         ASSERT_FALSE(m_folder.Path().empty());
         ASSERT_EQ(mkdir((m_folder / "services").c_str(), 0700), 0);
         setenv("HARLUNE_XPC_SERVICE_DIR", (m_folder / "services").c_str(), 1);
@@ -102,11 +116,23 @@ protected:
         StartRecorder(m_recorder, szName, std::move(arExtra));
     }
 
+    static std::string ProgramCommand(const std::string& szCommand) { return LAlsaProgramCommand(szCommand); }
+
+    // Skips the test where alsa-utils' programs cannot load this build's
+    // module (the thread-sanitizer build).
+    static bool ProgramsUnsupported() {
+#ifdef HARLUNE_CHILD_UNSUPPORTED
+        return true;
+#else
+        return false;
+#endif
+    }
+
     // Runs an ALSA program through the shell, standard error into its
     // output; returns its exit code (-1 on timeout) and sets *pszOutput.
     int RunProgram(const std::string& szCommand, std::string* pszOutput = nullptr) {
         tools::LChildProcess program;
-        if (!program.Start("/bin/sh", {"-c", szCommand + " 2>&1"})) {
+        if (!program.Start("/bin/sh", {"-c", ProgramCommand(szCommand)})) {
             return -1;
         }
         const int nCode = program.Wait(kPlayTimeout);
@@ -169,6 +195,7 @@ protected:
 
     LTempFolder m_folder;
     tools::LChildProcess m_helper, m_recorder;
+    bool m_bNeedsPrograms = true; // the test starts alsa-utils' programs
 };
 
 } // namespace harlune::test

@@ -141,13 +141,15 @@ TEST_F(AlsaTest, SpeakerTestPlaysThroughTheDevice) {
 // Runs aplay -i on a terminal, pauses it after a moment and resumes it a
 // second later, and lets it drain to the end.
 int RunPausedAplay(const std::string& szFile, std::string* pszOutput) {
+    // Made before the fork: the child only execs.
+    const std::string szCommand = LAlsaProgramCommand("exec aplay -i -D harlune " + szFile);
     int fdMaster = -1;
     const pid_t pid = forkpty(&fdMaster, nullptr, nullptr, nullptr);
     if (pid < 0) {
         return -1;
     }
     if (pid == 0) {
-        execlp("aplay", "aplay", "-i", "-D", "harlune", szFile.c_str(), static_cast<char*>(nullptr));
+        execl("/bin/sh", "sh", "-c", szCommand.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
@@ -245,9 +247,9 @@ protected:
     // Plays both files at once, the second starting a moment later.
     void PlayBoth() {
         tools::LChildProcess first, second;
-        ASSERT_TRUE(first.Start("/bin/sh", {"-c", "aplay -q -D harlune " + Path("left.wav") + " 2>&1"}));
+        ASSERT_TRUE(first.Start("/bin/sh", {"-c", ProgramCommand("aplay -q -D harlune " + Path("left.wav"))}));
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        ASSERT_TRUE(second.Start("/bin/sh", {"-c", "aplay -q -D harlune " + Path("right.wav") + " 2>&1"}));
+        ASSERT_TRUE(second.Start("/bin/sh", {"-c", ProgramCommand("aplay -q -D harlune " + Path("right.wav"))}));
         EXPECT_EQ(first.Wait(kPlayTimeout), 0) << first.Output();
         EXPECT_EQ(second.Wait(kPlayTimeout), 0) << second.Output();
     }

@@ -12,6 +12,8 @@ namespace {
 
 class AlsaApplicationTest : public LAlsaFixture {
 protected:
+    AlsaApplicationTest() { m_bNeedsPrograms = false; }
+
     void TearDown() override {
         if (m_pPcm != nullptr) {
             snd_pcm_close(m_pPcm);
