@@ -7,6 +7,7 @@
 #include <sys/eventfd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 
@@ -59,6 +60,14 @@ LDeviceBridge* LDeviceBridge::Acquire(const LBridgeOptions& options, std::string
     // once the wait is over.
     pBridge->WaitForLink(options.linkWait);
     gpBridge = pBridge;
+    // An application that exits with a PCM still running would leave the
+    // IO thread cycling while the libraries below it are torn down; this
+    // runs before their teardown (registered after their initialisation).
+    std::atexit([] {
+        if (gpBridge != nullptr) {
+            gpBridge->StopIO();
+        }
+    });
     return gpBridge;
 }
 
@@ -210,6 +219,17 @@ void LDeviceBridge::Fill(Float32* pfFrames, UInt32 dwFrames) {
         std::memset(pfFrames, 0, static_cast<std::size_t>(dwFrames) * 2 * sizeof(Float32));
     }
     m_qwEpoch.fetch_add(1);
+}
+
+void LDeviceBridge::StopIO() {
+    std::lock_guard<std::mutex> lock(m_mtx);
+    for (auto& slot : m_arSlots) {
+        slot.store(nullptr);
+    }
+    if (m_bIORunning) {
+        m_pHost->StopIO();
+        m_bIORunning = false;
+    }
 }
 
 bool LDeviceBridge::Volume(float* pfScalar) {

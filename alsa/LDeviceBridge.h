@@ -88,6 +88,8 @@ public:
     // a stream that is not attached.
     void Detach(LBridgeStream* pStream);
     bool IsAttached(const LBridgeStream* pStream);
+    // Detaches every stream and stops the device's IO (at process exit).
+    void StopIO();
 
     // The output volume scalar (0.0 to 1.0) and mute of the device; the
     // setters go through the driver, which tells the recording application,
