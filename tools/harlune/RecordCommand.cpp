@@ -10,12 +10,17 @@
 #include "tools/harlune/Recorder.h"
 #include "tools/harlune/RecordingBound.h"
 #include "tools/harlune/RecordingFile.h"
+#include "tools/harlune/SenderNames.h"
+#include "tools/harlune/StreamMixer.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <map>
+#include <memory>
 #include <mutex>
 
 namespace harlune::tools {
@@ -48,6 +53,9 @@ const char kUsage[] =
     "                      the recording stops 2 s after it would have taken,\n"
     "                      exit status 4)\n"
     "      --quality Q     resampling: quick, low, medium, high (default), very-high\n"
+    "      --per-app       one file per application, named after its process\n"
+    "                      (take-aplay-1234.wav); by default the applications\n"
+    "                      playing at once are mixed into FILE\n"
     "      --wait-if-replaced\n"
     "                      when a newer recorder takes over, wait to be chosen again\n"
     "                      once it goes (without it: finish the file, exit status 3)\n"
@@ -64,7 +72,8 @@ constexpr int kExitIncomplete = 4; // the wall-clock bound passed before the aud
 // What has been recorded; written on XPC queues, read by the main thread.
 struct Recording {
     std::mutex mtx;
-    LRecordingFile* pFile = nullptr;
+    LRecordingFile* pFile = nullptr;   // the one file (the mix)
+    LRecordingFile* pShown = nullptr;  // the file the live line shows: the last written
     LDeviceRates rates;
     LLevelMeter meter{2};
     int nChannels = 2;
@@ -75,6 +84,11 @@ struct Recording {
     bool bLimitReached = false;
     bool bWarnedRate = false;    // told that a sender publishes no rate
     std::vector<std::string> arNotes; // lines for the log, from the file's side
+    // Several applications at once: their streams are mixed into pFile, or
+    // (per application) each written to a file of its own.
+    std::unique_ptr<LStreamMixer> pMixer;
+    LRecordingOptions options;
+    std::map<pid_t, std::unique_ptr<LRecordingFile>> perApp;
 };
 
 int Usage(const std::string& szWhy) {
@@ -83,7 +97,7 @@ int Usage(const std::string& szWhy) {
 }
 
 std::string LiveLine(Recording& recording) {
-    const double fSeconds = recording.pFile->TotalSeconds();
+    const double fSeconds = recording.pShown->TotalSeconds();
     char sz[256];
     std::snprintf(sz, sizeof sz, "%02d:%04.1f", static_cast<int>(fSeconds / 60), std::fmod(fSeconds, 60.0));
     std::string szLine = sz;
@@ -96,8 +110,8 @@ std::string LiveLine(Recording& recording) {
     }
     std::snprintf(sz, sizeof sz, " dBFS  clips %llu", static_cast<unsigned long long>(recording.meter.Clips()));
     szLine += sz;
-    if (recording.pFile->FileRate() > 0) {
-        std::snprintf(sz, sizeof sz, "  %.0f Hz", recording.pFile->FileRate());
+    if (recording.pShown->FileRate() > 0) {
+        std::snprintf(sz, sizeof sz, "  %.0f Hz", recording.pShown->FileRate());
         szLine += sz;
     }
     return szLine;
@@ -108,7 +122,7 @@ std::string LiveLine(Recording& recording) {
 int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     LRecordingOptions options;
     double fChannels = 2, fFrames = 0;
-    bool bQuiet = false, bFormatGiven = false, bWaitIfReplaced = false;
+    bool bQuiet = false, bFormatGiven = false, bWaitIfReplaced = false, bPerApp = false;
     std::string szError;
     for (std::size_t i = 0; i < arArgs.size(); ++i) {
         const std::string& szArg = arArgs[i];
@@ -150,6 +164,8 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             if (!audio::LParseResampleQuality(arArgs[++i], &options.eQuality)) {
                 return Usage("--quality takes quick, low, medium, high or very-high, not '" + arArgs[i] + "'");
             }
+        } else if (szArg == "--per-app") {
+            bPerApp = true;
         } else if (szArg == "-q" || szArg == "--quiet") {
             bQuiet = true;
         } else if (szArg == "--wait-if-replaced") {
@@ -167,6 +183,9 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     }
     if (!bFormatGiven && options.szPath != "-" && !audio::LRecordFormatFromPath(options.szPath, &options.eFormat)) {
         options.eFormat = audio::LRecordFormat::WavFloat; // no extension we know: the default
+    }
+    if (bPerApp && options.szPath == "-") {
+        return Usage("--per-app writes files; it cannot write to standard output");
     }
     options.nFrameLimit = static_cast<std::uint64_t>(fFrames);
     options.nChannels = static_cast<int>(fChannels);
@@ -192,6 +211,59 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         return 1;
     }
 
+    // Writes what the mixer hands on (under recording.mtx, which the mixer
+    // runs under): the mix to FILE, or one application's frames to its own.
+    auto write = [&recording](pid_t nKey, const float* pfFrames, std::uint64_t nFrames, double fRate) {
+        if (recording.bLimitReached || recording.bFailed) {
+            return;
+        }
+        LRecordingFile* pFile = recording.pFile;
+        if (nKey != 0) {
+            std::unique_ptr<LRecordingFile>& pOwn = recording.perApp[nKey];
+            if (!pOwn) {
+                LRecordingOptions own = recording.options;
+                own.szPath = LPathForSender(recording.options.szPath, LSenderName(nKey), nKey);
+                recording.arNotes.push_back("recording the application with pid " + std::to_string(nKey) + " to " +
+                                            own.szPath);
+                pOwn = std::make_unique<LRecordingFile>(
+                    own, [&recording](const std::string& szNote) { recording.arNotes.push_back(szNote); });
+            }
+            pFile = pOwn.get();
+            if (pFile->LimitReached()) {
+                return;
+            }
+        }
+        recording.pShown = pFile;
+        if (recording.nChannels == 1) {
+            recording.arMono.resize(nFrames);
+            for (std::uint64_t i = 0; i < nFrames; ++i) {
+                recording.arMono[i] = 0.5f * (pfFrames[2 * i] + pfFrames[2 * i + 1]);
+            }
+            pfFrames = recording.arMono.data();
+        }
+        recording.meter.Add(pfFrames, nFrames);
+        std::string szWriteError;
+        switch (pFile->Append(pfFrames, nFrames, fRate, &szWriteError)) {
+        case LAppendResult::Written: break;
+        case LAppendResult::LimitReached:
+            // Per application, the recording ends when every file is full.
+            recording.bLimitReached =
+                nKey == 0 || std::all_of(recording.perApp.begin(), recording.perApp.end(),
+                                         [](const auto& entry) { return entry.second->LimitReached(); });
+            break;
+        case LAppendResult::Failed:
+            recording.bFailed = true;
+            recording.szError = szWriteError;
+            break;
+        }
+    };
+    LStreamMixer::LOptions mixing;
+    mixing.bPerSender = bPerApp;
+    recording.options = options;
+    recording.pShown = &file;
+    recording.pMixer = std::make_unique<LStreamMixer>(
+        mixing, write, [&recording](const std::string& szNote) { recording.arNotes.push_back(szNote); });
+
     LRecorderSink sink;
     sink.audio = [&recording](pid_t nSender, const void* pBytes, std::size_t nBytes) {
         std::lock_guard<std::mutex> lock(recording.mtx);
@@ -216,25 +288,8 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
                 recording.arNotes.push_back(sz);
             }
         }
-        const auto* pfFrames = static_cast<const float*>(pBytes);
-        const std::uint64_t nFrames = nBytes / 8;
-        if (recording.nChannels == 1) {
-            recording.arMono.resize(nFrames);
-            for (std::uint64_t i = 0; i < nFrames; ++i) {
-                recording.arMono[i] = 0.5f * (pfFrames[2 * i] + pfFrames[2 * i + 1]);
-            }
-            pfFrames = recording.arMono.data();
-        }
-        recording.meter.Add(pfFrames, nFrames);
-        std::string szWriteError;
-        switch (recording.pFile->Append(pfFrames, nFrames, fRate, &szWriteError)) {
-        case LAppendResult::Written: break;
-        case LAppendResult::LimitReached: recording.bLimitReached = true; break;
-        case LAppendResult::Failed:
-            recording.bFailed = true;
-            recording.szError = szWriteError;
-            break;
-        }
+        recording.pMixer->Push(nSender, static_cast<const float*>(pBytes), nBytes / 8, fRate,
+                               LStreamMixer::LClock::now());
     };
     sink.volume = [pWords](double fVolume) {
         // One line each, for people and scripts alike.
@@ -252,9 +307,11 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
         options.nFrameLimit != 0 ? options.nFrameLimit
                                  : static_cast<std::uint64_t>(std::llround(options.fSecondsLimit * fBoundRate));
     const LRecordingBound bound(nBoundFrames, fBoundRate, LRecordingBound::LClock::now());
+    // Per application, the bound counts the file written last.
     auto recorded = [&]() {
-        return options.nFrameLimit != 0 ? file.TotalFrames()
-                                        : static_cast<std::uint64_t>(std::llround(file.TotalSeconds() * fBoundRate));
+        const LRecordingFile& shown = *recording.pShown;
+        return options.nFrameLimit != 0 ? shown.TotalFrames()
+                                        : static_cast<std::uint64_t>(std::llround(shown.TotalSeconds() * fBoundRate));
     };
     if (!recorder.Start()) {
         std::fprintf(stderr, "harlune record: cannot publish an endpoint\n");
@@ -283,7 +340,8 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             LLogLine("record", LNoHelperText() + "; waiting for it");
         }
         std::lock_guard<std::mutex> lock(recording.mtx);
-        if (!bReceiving && file.TotalFrames() > 0) {
+        recording.pMixer->Tick(LStreamMixer::LClock::now());
+        if (!bReceiving && recording.pShown->TotalFrames() > 0) {
             // For scripts too: audio arrives, so a plug-in has found us.
             bReceiving = true;
             LPrintLine(pWords, "receiving");
@@ -300,6 +358,12 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             if (!file.UpdateHeader(&szHeaderError) && !recording.bFailed) {
                 recording.bFailed = true;
                 recording.szError = szHeaderError;
+            }
+            for (auto& entry : recording.perApp) {
+                if (!entry.second->UpdateHeader(&szHeaderError) && !recording.bFailed) {
+                    recording.bFailed = true;
+                    recording.szError = szHeaderError;
+                }
             }
         }
         if (bLive) {
@@ -330,17 +394,33 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     }
     recorder.Close(std::chrono::milliseconds(500));
     std::lock_guard<std::mutex> lock(recording.mtx);
-    if (!file.Finish(&szError)) {
-        LLogLine("record", szError);
-        nExit = 1;
+    recording.pMixer->Flush();
+    for (const std::string& szNote : recording.arNotes) {
+        LLogLine("record", szNote);
     }
-    for (const LRecordingTake& take : file.Takes()) {
-        std::fprintf(pWords, "recorded %llu frames (%.3f s at %.0f Hz) to %s\n",
-                     static_cast<unsigned long long>(take.nFrames),
-                     take.fSampleRate > 0 ? static_cast<double>(take.nFrames) / take.fSampleRate : 0.0,
-                     take.fSampleRate, take.szPath.c_str());
+    std::vector<LRecordingFile*> arFiles;
+    if (bPerApp) {
+        for (auto& entry : recording.perApp) {
+            arFiles.push_back(entry.second.get());
+        }
+    } else {
+        arFiles.push_back(&file);
     }
-    if (file.Takes().empty()) {
+    bool bAnyTake = false;
+    for (LRecordingFile* pFile : arFiles) {
+        if (!pFile->Finish(&szError)) {
+            LLogLine("record", szError);
+            nExit = 1;
+        }
+        for (const LRecordingTake& take : pFile->Takes()) {
+            bAnyTake = true;
+            std::fprintf(pWords, "recorded %llu frames (%.3f s at %.0f Hz) to %s\n",
+                         static_cast<unsigned long long>(take.nFrames),
+                         take.fSampleRate > 0 ? static_cast<double>(take.nFrames) / take.fSampleRate : 0.0,
+                         take.fSampleRate, take.szPath.c_str());
+        }
+    }
+    if (!bAnyTake) {
         std::fprintf(pWords, "recorded nothing: the device sent no audio\n");
     }
     return nExit;
