@@ -22,7 +22,7 @@ using StalledRecorderTest = LEndToEndFixture;
 constexpr std::uint64_t kStalledCycles = 60000;
 // What the host may grow by over them: far below one small block per cycle
 // (60000 cycles of 80 bytes are 4.7 MiB), above the allocator's own slack.
-constexpr long kMaxGrowthKiB = 512;
+[[maybe_unused]] constexpr long kMaxGrowthKiB = 512;
 
 TEST_F(StalledRecorderTest, HostMemoryStaysFlatOverManyThousandsOfDroppedCycles) {
     tools::LChildProcess helper, recorder;
