@@ -6,6 +6,7 @@
 #include "tools/harlune/DeviceRates.h"
 #include "tools/harlune/HelperProbe.h"
 #include "tools/harlune/LevelMeter.h"
+#include "tools/harlune/LiveLineThread.h"
 #include "tools/harlune/Recorder.h"
 #include "tools/harlune/RecordingBound.h"
 #include "tools/harlune/RecordingFile.h"
@@ -14,6 +15,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 
 namespace harlune::tools {
@@ -260,7 +262,22 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     int nExit = 0;
     const auto start = std::chrono::steady_clock::now();
     auto lastHeader = start;
-    while (!LWaitForStopSignal(std::chrono::milliseconds(100))) {
+    // The live line comes from a thread of its own, as queued notifications
+    // drawn on this (the main) thread while it runs its run loop between two
+    // looks at the recording.
+    LLiveLineDisplay liveDisplay;
+    std::unique_ptr<LLiveLineThread> pLiveThread;
+    if (bLive) {
+        pLiveThread = std::make_unique<LLiveLineThread>(
+            &liveDisplay,
+            [&recording] {
+                std::lock_guard<std::mutex> lock(recording.mtx);
+                return LiveLine(recording);
+            },
+            250);
+        pLiveThread->Start();
+    }
+    while (!LRunMainUntilStopSignal(std::chrono::milliseconds(100))) {
         recorder.Tick();
         const auto now = std::chrono::steady_clock::now();
         if (recorder.IsRegistered() != bRegistered) {
@@ -296,9 +313,6 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
                 recording.szError = szHeaderError;
             }
         }
-        if (bLive) {
-            LShowLiveLine(LiveLine(recording));
-        }
         if (recording.bFailed) {
             LLogLine("record", recording.szError + "; stopping");
             nExit = 1;
@@ -319,6 +333,8 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             break;
         }
     }
+    // Stopped and destroyed before the line ends: no line is drawn after it.
+    pLiveThread.reset();
     if (bLive) {
         LEndLiveLine();
     }
