@@ -1,5 +1,7 @@
 #include "tools/harlune/CommandSupport.h"
 
+#include <CoreFoundation/CFRunLoop.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +31,11 @@ bool LWaitForStopSignal(std::chrono::milliseconds timeout) {
     ts.tv_sec = static_cast<time_t>(timeout.count() / 1000);
     ts.tv_nsec = static_cast<long>(timeout.count() % 1000) * 1000000L;
     return sigtimedwait(&set, nullptr, &ts) > 0;
+}
+
+bool LRunMainUntilStopSignal(std::chrono::milliseconds timeout) {
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, static_cast<double>(timeout.count()) / 1000.0, false);
+    return LWaitForStopSignal(std::chrono::milliseconds(0));
 }
 
 namespace {

@@ -17,6 +17,10 @@ namespace harlune::tools {
 void LBlockStopSignals();
 // Waits up to timeout for SIGINT, SIGTERM or SIGHUP; true when one arrived.
 bool LWaitForStopSignal(std::chrono::milliseconds timeout);
+// Runs the main thread's run loop (so main-queue work and queued
+// notifications are delivered) for timeout, then looks for SIGINT, SIGTERM
+// or SIGHUP without waiting; true when one arrived.
+bool LRunMainUntilStopSignal(std::chrono::milliseconds timeout);
 
 // Writes "[name hh:mm:ss.mmm] text" to standard error (thread-safe). A live
 // line on standard error is cleared first and drawn again below the log.

@@ -7,6 +7,7 @@
 #include "tools/harlune/DeviceRates.h"
 #include "tools/harlune/HelperProbe.h"
 #include "tools/harlune/LevelMeter.h"
+#include "tools/harlune/LiveLineThread.h"
 #include "tools/harlune/Recorder.h"
 #include "tools/harlune/RecordingBound.h"
 #include "tools/harlune/RecordingFile.h"
@@ -323,7 +324,22 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
     int nExit = 0;
     const auto start = std::chrono::steady_clock::now();
     auto lastHeader = start;
-    while (!LWaitForStopSignal(std::chrono::milliseconds(100))) {
+    // The live line comes from a thread of its own, as queued notifications
+    // drawn on this (the main) thread while it runs its run loop between two
+    // looks at the recording.
+    LLiveLineDisplay liveDisplay;
+    std::unique_ptr<LLiveLineThread> pLiveThread;
+    if (bLive) {
+        pLiveThread = std::make_unique<LLiveLineThread>(
+            &liveDisplay,
+            [&recording] {
+                std::lock_guard<std::mutex> lock(recording.mtx);
+                return LiveLine(recording);
+            },
+            250);
+        pLiveThread->Start();
+    }
+    while (!LRunMainUntilStopSignal(std::chrono::milliseconds(100))) {
         recorder.Tick();
         const auto now = std::chrono::steady_clock::now();
         if (recorder.IsRegistered() != bRegistered) {
@@ -366,9 +382,6 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
                 }
             }
         }
-        if (bLive) {
-            LShowLiveLine(LiveLine(recording));
-        }
         if (recording.bFailed) {
             LLogLine("record", recording.szError + "; stopping");
             nExit = 1;
@@ -389,6 +402,8 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             break;
         }
     }
+    // Stopped and destroyed before the line ends: no line is drawn after it.
+    pLiveThread.reset();
     if (bLive) {
         LEndLiveLine();
     }
