@@ -113,6 +113,8 @@ bool LDevicePublisher::Publish(double fSampleRate, std::string* pszError) {
     pState->qwRunning.store(0);
     pState->qwPreviousRateBits.store(0);
     pState->qwChangedAtNs.store(0);
+    pState->qwPreviousPlayed.store(0);
+    m_bPlayedAtRate = false;
     std::memcpy(pState->szMagic, kMagic, sizeof kMagic);
     if (rename(szTemporary.c_str(), szPath.c_str()) != 0) {
         const int nRenameError = errno;
@@ -137,6 +139,7 @@ void LDevicePublisher::SetSampleRate(double fSampleRate) {
     // The previous rate and the time first, so a reader that sees the new
     // count finds them already in place.
     m_pState->qwPreviousRateBits.store(qwOld);
+    m_pState->qwPreviousPlayed.store(m_bPlayedAtRate.exchange(m_pState->qwRunning.load() != 0) ? 1 : 0);
     m_pState->qwChangedAtNs.store(static_cast<std::uint64_t>(
         std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
             .count()));
@@ -151,6 +154,9 @@ double LDevicePublisher::SampleRate() const {
 void LDevicePublisher::SetRunning(bool bRunning) {
     if (m_pState != nullptr) {
         m_pState->qwRunning.store(bRunning ? 1 : 0);
+        if (bRunning) {
+            m_bPlayedAtRate = true;
+        }
     }
 }
 
@@ -207,6 +213,10 @@ std::uint64_t LPublishedDevice::RateChanges() const {
 
 double LPublishedDevice::PreviousSampleRate() const {
     return m_pState == nullptr ? 0.0 : FromBits(m_pState->qwPreviousRateBits.load());
+}
+
+bool LPublishedDevice::PreviousRatePlayed() const {
+    return m_pState != nullptr && m_pState->qwPreviousPlayed.load() != 0;
 }
 
 std::chrono::steady_clock::time_point LPublishedDevice::ChangedAt() const {

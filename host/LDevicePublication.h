@@ -18,8 +18,9 @@
 // Layout (native byte order; version 1): 8 bytes magic "HRLNDEV1", then
 // 64-bit atomics: the nominal sample rate's bits (IEEE double, Hz), the
 // count of rate changes since publishing, 1 while IO runs (else 0), the
-// rate before the last change, and when that change was published
-// (CLOCK_MONOTONIC, nanoseconds; 0 before any change). Every
+// rate before the last change, when that change was published
+// (CLOCK_MONOTONIC, nanoseconds; 0 before any change), and 1 when IO ran at
+// that previous rate (else no buffer of it can be on its way). Every
 // field is written and read as a lock-free atomic, so a reader never sees a
 // torn value. The file is made complete under a temporary name and renamed
 // into place, so a reader never finds it half-made.
@@ -48,6 +49,7 @@ struct LPublishedDeviceState {
     std::atomic<std::uint64_t> qwRunning;    // 1 while the device's IO runs
     std::atomic<std::uint64_t> qwPreviousRateBits; // the rate before the last change, bits of a double, Hz
     std::atomic<std::uint64_t> qwChangedAtNs; // CLOCK_MONOTONIC of the last change, ns; 0: none
+    std::atomic<std::uint64_t> qwPreviousPlayed; // 1 when IO ran at the previous rate (buffers of it may be on their way)
 };
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the published state is shared across processes");
 
@@ -77,6 +79,7 @@ public:
 
 private:
     LPublishedDeviceState* m_pState = nullptr; // mapped, shared
+    std::atomic<bool> m_bPlayedAtRate{false};   // IO ran since the rate was last set
     std::string m_szPath;
 };
 
@@ -99,6 +102,8 @@ public:
     // The rate before the last change (0 when there was none), and when the
     // change was published, on the steady clock (CLOCK_MONOTONIC).
     double PreviousSampleRate() const;
+    // True when IO ran at the previous rate.
+    bool PreviousRatePlayed() const;
     std::chrono::steady_clock::time_point ChangedAt() const;
 
 private:

@@ -166,6 +166,21 @@ TEST_F(RecordingTest, ARateChangeStartsTheNextFileLabelledWithTheNewRate) {
     EXPECT_NE(recorder.Output().find("to " + (m_folder / "rates-2.wav")), std::string::npos) << recorder.Output();
 }
 
+TEST_F(RecordingTest, APlayerThatSwitchesTheRateFirstIsRecordedAtItsRate) {
+    tools::LChildProcess helper, recorder;
+    StartHelper(helper);
+    StartRecorder(recorder, "at48k.wav");
+    const auto [nExit, szOutput] = Run("play --rate 48000 --seconds 0.3 --fast " + PlayerArgs());
+    EXPECT_EQ(nExit, 0) << szOutput;
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    recorder.Signal(SIGINT);
+    ASSERT_EQ(recorder.Wait(std::chrono::seconds(15)), 0) << recorder.Output();
+    const audio::LAudioFileContents contents = ReadFile(m_folder / "at48k.wav");
+    EXPECT_EQ(contents.fSampleRate, 48000.0);
+    EXPECT_EQ(contents.arFrames.size() / 2, 14400u);
+    EXPECT_EQ(recorder.Output().find("at48k-2.wav"), std::string::npos) << recorder.Output();
+}
+
 TEST_F(RecordingTest, AFullDiskStopsTheRecordingWithTheSystemsMessage) {
     tools::LChildProcess helper;
     StartHelper(helper);

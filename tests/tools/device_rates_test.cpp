@@ -54,6 +54,8 @@ TEST_F(DeviceRatesTest, BuffersStillArrivingAfterAChangeKeepTheOldRateUntilTheMa
 }
 
 TEST_F(DeviceRatesTest, AFirstBufferJustAfterAChangeWaitsForTheMarkToo) {
+    m_publisher.SetRunning(true); // buffers at 44100 were played
+    m_publisher.SetRunning(false);
     m_publisher.SetSampleRate(48000);
     const Clock::time_point changed = Clock::now();
     struct Case {
@@ -74,6 +76,19 @@ TEST_F(DeviceRatesTest, AFirstBufferJustAfterAChangeWaitsForTheMarkToo) {
         const Clock::time_point second = c.bMarkNext ? first + milliseconds(1) : changed + milliseconds(700);
         EXPECT_EQ(rates.RateOf(getpid(), c.bMarkNext, second), c.fSecond) << c.szWhat;
     }
+}
+
+TEST_F(DeviceRatesTest, AHostThatSwitchesBeforeItPlaysIsTakenAtItsNewRateAtOnce) {
+    // `harlune play --rate 48000`: published at 44100, switched, then played.
+    m_publisher.SetSampleRate(48000);
+    m_publisher.SetRunning(true);
+    tools::LDeviceRates rates;
+    EXPECT_EQ(rates.RateOf(getpid(), false, Clock::now()), 48000.0);
+    // After playing at 48000, a switch back leaves 48000 buffers to arrive.
+    m_publisher.SetRunning(false);
+    m_publisher.SetSampleRate(44100);
+    tools::LDeviceRates later;
+    EXPECT_EQ(later.RateOf(getpid(), false, Clock::now()), 48000.0);
 }
 
 TEST_F(DeviceRatesTest, ASenderWithoutAPublicationIsLookedForAgainAfterASecond) {

@@ -17,7 +17,8 @@ double LDeviceRates::RateOf(pid_t nPid, bool bMark, LClock::time_point now) {
         Sender sender;
         sender.fRate = pDevice->SampleRate();
         sender.nChanges = pDevice->RateChanges();
-        if (!bMark && sender.nChanges > 0 && now - pDevice->ChangedAt() < kUnmarkedChange) {
+        if (!bMark && sender.nChanges > 0 && pDevice->PreviousRatePlayed() &&
+            now - pDevice->ChangedAt() < kUnmarkedChange) {
             // A change so recent that this buffer may have been played
             // before it: the old rate until the mark (or the wait) says.
             sender.fRate = pDevice->PreviousSampleRate();

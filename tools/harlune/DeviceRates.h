@@ -8,7 +8,9 @@
 // changes only at an empty buffer (the mark), or, should the mark never come
 // (the plug-in was not connected when the rate changed), once the change is
 // older than buffers take to arrive. A sender's first buffer takes the
-// published rate, or the rate before a change younger than that.
+// published rate, or the rate before a change younger than that when the
+// device played at that rate (a host that switches before it plays has no
+// buffer of the old rate to send).
 //
 // Publications are mapped once per host process and then read from memory,
 // so a look-up per buffer costs a few loads. A host that publishes nothing
