@@ -2,6 +2,7 @@
 #include "tests/alsa/LAlsaFixture.h"
 #include "tools/harlune/TestSignal.h"
 
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -138,8 +139,28 @@ TEST_F(AlsaTest, SpeakerTestPlaysThroughTheDevice) {
     EXPECT_GT(recorded.size() / 2, 44100u * 2);
 }
 
-// Runs aplay -i on a terminal, pauses it after a moment and resumes it a
-// second later, and lets it drain to the end.
+// Reads the terminal into *pszOutput until it holds szNeedle (true), the
+// output ends or the timeout passes (false).
+bool ReadUntil(int fd, std::string* pszOutput, const std::string& szNeedle, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (szNeedle.empty() || pszOutput->find(szNeedle) == std::string::npos) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        pollfd pfd = {fd, POLLIN, 0};
+        if (left.count() <= 0 || poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
+            return false;
+        }
+        char sz[512];
+        const ssize_t n = read(fd, sz, sizeof sz);
+        if (n <= 0) {
+            return false;
+        }
+        pszOutput->append(sz, static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+// Runs aplay -i on a terminal; once it plays, pauses it, resumes it a
+// second after it said so, and lets it drain to the end.
 int RunPausedAplay(const std::string& szFile, std::string* pszOutput) {
     // Made before the fork: the child only execs.
     const std::string szCommand = LAlsaProgramCommand("exec aplay -i -D harlune " + szFile);
@@ -152,14 +173,16 @@ int RunPausedAplay(const std::string& szFile, std::string* pszOutput) {
         execl("/bin/sh", "sh", "-c", szCommand.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));
-    (void)!write(fdMaster, " ", 1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-    (void)!write(fdMaster, " ", 1);
-    char sz[512];
-    for (ssize_t n; (n = read(fdMaster, sz, sizeof sz)) > 0;) {
-        pszOutput->append(sz, static_cast<std::size_t>(n));
+    constexpr auto kWait = std::chrono::seconds(20);
+    if (ReadUntil(fdMaster, pszOutput, "Playing WAVE", kWait)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        (void)!write(fdMaster, " ", 1);
+        if (ReadUntil(fdMaster, pszOutput, "PAUSE", kWait)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+            (void)!write(fdMaster, " ", 1);
+        }
     }
+    ReadUntil(fdMaster, pszOutput, "", kWait); // to the end of its output
     int nStatus = 0;
     waitpid(pid, &nStatus, 0);
     close(fdMaster);
