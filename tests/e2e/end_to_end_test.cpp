@@ -119,11 +119,17 @@ TEST_F(EndToEndTest, RestartedHelperIsRejoinedAndAudioFlowsOn) {
     tools::LChildProcess restarted;
     StartHelper(restarted);
     EXPECT_TRUE(recorder.WaitForLine("registered", kStartTimeout)) << "the recorder registers with the new helper";
+    // The recorder sums senders that play at the same time and treats one
+    // silent for longer than its stall timeout (500 ms) as gone. The three
+    // plays below are meant one after another, so each waits that long.
+    constexpr auto kPastStallTimeout = std::chrono::milliseconds(700);
+    std::this_thread::sleep_for(kPastStallTimeout);
     // A second audio server process finds the recorder through the new helper.
     tools::LChildProcess player;
     ASSERT_TRUE(player.Start(Harlune(), {"play", "--seconds", "0.2", "--fast", "--wait-for-recorder", "10",
                                          "--bundle", HARLUNE_BUNDLE_PATH, "--storage", m_folder / "storage2"}));
     EXPECT_EQ(player.Wait(std::chrono::seconds(30)), 0) << player.Output();
+    std::this_thread::sleep_for(kPastStallTimeout);
     Play(512 * 20, true, 512 * 20);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const std::vector<float> recorded = StopAndRead(recorder, "restart.wav");
