@@ -7,6 +7,7 @@
 #include "files/LFileAttributes.h"
 #include "files/LFileLockedOpen.h"
 #include "files/LFileNames.h"
+#include "files/LFolderTree.h"
 #include "files/LPathOperations.h"
 #include "files/LTextFile.h"
 #include "files/LVolumeName.h"
