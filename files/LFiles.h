@@ -7,8 +7,10 @@
 #include "files/LFileAttributes.h"
 #include "files/LFileLockedOpen.h"
 #include "files/LFileNames.h"
+#include "files/LFileRef.h"
 #include "files/LFolderTree.h"
 #include "files/LPathOperations.h"
+#include "files/LProcessFile.h"
 #include "files/LTextFile.h"
 #include "files/LVolumeName.h"
 
