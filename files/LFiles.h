@@ -11,6 +11,7 @@
 #include "files/LFolderTree.h"
 #include "files/LPathOperations.h"
 #include "files/LProcessFile.h"
+#include "files/LReadFileBuffered.h"
 #include "files/LTextFile.h"
 #include "files/LVolumeName.h"
 
