@@ -269,3 +269,11 @@ const char* LFile::GetMimeTypeFromFileExtension(const char* szExtension) {
     }
     return "application/octet-stream";
 }
+
+bool LIsFileExtensionInList(const char* const* arList, const char* szExtension) {
+    if (arList == nullptr || szExtension == nullptr) return false;
+    for (; *arList != nullptr; ++arList) {
+        if (EqualIgnoringAsciiCase(*arList, szExtension)) return true;
+    }
+    return false;
+}

@@ -94,4 +94,8 @@ const char* GetMimeTypeFromFileExtension(const char* szExtension);
 
 } // namespace LFile
 
+// True when one text of arList (ended by a null entry) equals szExtension,
+// ASCII case ignored. False for a null list or extension.
+bool LIsFileExtensionInList(const char* const* arList, const char* szExtension);
+
 #endif
