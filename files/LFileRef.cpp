@@ -2,6 +2,7 @@
 #include "files/LFileRef.h"
 
 #include "files/LFileLockedOpen.h"
+#include "files/LLineWalk.h"
 
 #include <cerrno>
 #include <cstring>
@@ -50,39 +51,29 @@ bool LReadFileRef::ReadLine(char* szLine, unsigned long nSize) {
     szLine[0] = '\0';
     if (nFile < 0) return false;
     unsigned long nKept = 0;
-    bool bAny = false;
-    unsigned char c;
-    while (ReadByte(c)) {
-        if (c == '\r' || c == '\n') {
-            unsigned char cNext;
-            if (ReadByte(cNext) && !((cNext == '\r' || cNext == '\n') && cNext != c)) UnreadByte();
-            szLine[nKept] = '\0';
-            return true;
-        }
-        bAny = true;
-        if (nKept + 1 < nSize) szLine[nKept++] = static_cast<char>(c);
-    }
+    const bool bLine = harlune::files::WalkLine(
+        [&](unsigned char& c) { return ReadByte(c); }, [&] { UnreadByte(); },
+        [&](unsigned char c) {
+            if (nKept + 1 < nSize) szLine[nKept++] = static_cast<char>(c);
+        },
+        true);
     szLine[nKept] = '\0';
-    return bAny;
+    return bLine;
 }
 
 bool LReadFileRef::ReadLine(LStringLongTemplate<char>& szLine) {
     szLine.Empty();
     if (nFile < 0) return false;
     szLine.Reserve(kTextBytes);
-    unsigned char c;
-    while (ReadByte(c)) {
-        if (c == '\r' || c == '\n') {
-            unsigned char cNext;
-            if (ReadByte(cNext) && !((cNext == '\r' || cNext == '\n') && cNext != c)) UnreadByte();
-            return true;
-        }
-        if (szLine.GetLength() + 2 > szLine.GetCapacity() && szLine.GetCapacity() <= 0x20000000) {
-            szLine.Reserve(szLine.GetCapacity() * 4);
-        }
-        szLine.Append(static_cast<char>(c));
-    }
-    return !szLine.IsEmpty();
+    return harlune::files::WalkLine(
+        [&](unsigned char& c) { return ReadByte(c); }, [&] { UnreadByte(); },
+        [&](unsigned char c) {
+            if (szLine.GetLength() + 2 > szLine.GetCapacity() && szLine.GetCapacity() <= 0x20000000) {
+                szLine.Reserve(szLine.GetCapacity() * 4);
+            }
+            szLine.Append(static_cast<char>(c));
+        },
+        true);
 }
 
 bool LReadFileRef::ReadStringLenUTF8(char* szText) {

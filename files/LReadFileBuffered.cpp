@@ -1,6 +1,8 @@
 // Buffered reading with a logical position that agrees with the file.
 #include "files/LReadFileBuffered.h"
 
+#include "files/LLineWalk.h"
+
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
@@ -94,19 +96,16 @@ bool LReadFileBuffered::ReadLine(char* szLine, unsigned long nSize) {
     szLine[0] = '\0';
     if (nFile < 0) return false;
     unsigned long nKept = 0;
-    bool bAny = false;
-    unsigned char c;
-    while (NextByte(c)) {
-        if (c == '\n' || c == '\r') {
-            if (c == '\r' && (nPosition < nFill || Refill()) && arBuffer[nPosition] == '\n') ++nPosition;
-            szLine[nKept] = '\0';
-            return true;
-        }
-        bAny = true;
-        if (nKept + 1 < nSize) szLine[nKept++] = static_cast<char>(c);
-    }
+    // NextByte leaves the byte it delivered in the buffer, so giving it back
+    // is one step back, even right after a refill.
+    const bool bLine = harlune::files::WalkLine(
+        [&](unsigned char& c) { return NextByte(c); }, [&] { --nPosition; },
+        [&](unsigned char c) {
+            if (nKept + 1 < nSize) szLine[nKept++] = static_cast<char>(c);
+        },
+        false);
     szLine[nKept] = '\0';
-    return bAny;
+    return bLine;
 }
 
 bool LReadFileBuffered::Seek64(unsigned long long nOffset) {
