@@ -5,8 +5,15 @@
 #define HARLUNE_FILES_LFILES_H
 
 #include "files/LFileAttributes.h"
+#include "files/LFileCopy.h"
 #include "files/LFileLockedOpen.h"
+#include "files/LFileNames.h"
+#include "files/LFileRef.h"
+#include "files/LFolderTree.h"
+#include "files/LLockFile.h"
 #include "files/LPathOperations.h"
+#include "files/LProcessFile.h"
+#include "files/LReadFileBuffered.h"
 #include "files/LTextFile.h"
 #include "files/LVolumeName.h"
 

@@ -1,6 +1,7 @@
 // harlune record FILE: the recording application.
 #include "tools/harlune/Commands.h"
 
+#include "files/LFiles.h"
 #include "host/LServiceFolder.h"
 #include "tools/harlune/CommandSupport.h"
 #include "tools/harlune/DatedFileName.h"
@@ -175,6 +176,17 @@ int LRunRecordCommand(const std::vector<std::string>& arArgs) {
             options.szPath = szArg;
         } else {
             return Usage("unexpected argument '" + szArg + "'");
+        }
+    }
+    if (!options.szPath.empty() && options.szPath != "-") {
+        // The file name a person typed is held to the library's name rules,
+        // and refused with the same message any application of ours shows.
+        char szName[kLMaxPath];
+        char szMessage[kLMaxPath];
+        LFile::_GetFileFromPath(szName, options.szPath.c_str());
+        if (!LFile::IsFileValid(szName, szMessage)) {
+            std::fprintf(stderr, "harlune record: %s: %s\n", options.szPath.c_str(), szMessage);
+            return 2;
         }
     }
     if (options.szPath.empty()) {
