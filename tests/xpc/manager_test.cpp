@@ -95,6 +95,13 @@ TEST_F(XPCManagerTest, DestroyRacingSendsOnOtherThreads) {
         const int id = NewClient(pNotify);
         LXPCClientManager::ConnectEndPoint(id, "L", 1, endpoint);
         nSenderId = id;
+        if (round == 0) {
+            // A connection destroyed 2 ms after it was made may lose what it
+            // queued (cancelling does not flush); the first one lives until
+            // the listener has seen a message, so the sends are known to reach
+            // it. The later rounds race the destruction as intended.
+            EXPECT_TRUE(listenerNotify.WaitFor(K::Message, 1));
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
         LXPCClientManager::Destroy(id);
     }
