@@ -13,7 +13,7 @@
 #include <text/LIconvConvert.h>
 #include <text/LPlatformString.h>
 #include <text/LRandomPassword.h>
-#include <text/LSpecificCodePage.h>
+#include <text/LWindowsCodePage.h>
 #include <text/LStringLongTemplate.h>
 #include <text/LStringUtilities.h>
 #include <text/LUTF8Helpers.h>

@@ -1,4 +1,4 @@
-#include <text/LSpecificCodePage.h>
+#include <text/LWindowsCodePage.h>
 
 #include <text/LCodeConverter.h>
 #include <text/LPlatformString.h>

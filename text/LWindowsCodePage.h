@@ -1,5 +1,5 @@
 /*
- * LSpecificCodePage.h: conversions between UTF-8 and a code page named by its
+ * LWindowsCodePage.h: conversions between UTF-8 and a code page named by its
  * Windows code-page number, as files and protocols from Windows name them.
  *
  * Numbers map to iconv names through one explicit table (glibc knows "CP<n>"
@@ -18,8 +18,8 @@
  *
  * Thread safety: reentrant.
  */
-#ifndef HARLUNE_TEXT_LSPECIFICCODEPAGE_H
-#define HARLUNE_TEXT_LSPECIFICCODEPAGE_H
+#ifndef HARLUNE_TEXT_LWINDOWSCODEPAGE_H
+#define HARLUNE_TEXT_LWINDOWSCODEPAGE_H
 
 #include <text/LStringLongTemplate.h>
 
