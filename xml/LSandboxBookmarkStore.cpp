@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
-#include <strings.h>
 #include <sys/stat.h>
 
 #include "xml/LSandboxBookmarks.h"
@@ -55,15 +54,6 @@ CFDataRef MakeBookmark(CFURLRef url) {
     return url != nullptr ? CFURLCreateBookmarkData(kCFAllocatorDefault, url, kCFURLBookmarkCreationWithSecurityScope,
                                                     nullptr, nullptr, nullptr)
                           : nullptr;
-}
-
-LSandboxBookmarkItem* FindSame(LSandboxBookmarkItem* pList, const char* szPath) {
-    for (LSandboxBookmarkItem* p = pList; p != nullptr; p = p->pNext) {
-        if (strcasecmp(p->szPath, szPath) == 0) {
-            return p;
-        }
-    }
-    return nullptr;
 }
 
 } // namespace
@@ -202,7 +192,7 @@ bool LSandboxBookmarkManager::InstanceLoadBookmarksFromFile() {
         }
         // A path stored under several keys is one grant with several keys.
         LSandboxBookmarkItem*& pList = S_ISREG(st.st_mode) ? pFiles : pFolders;
-        if (LSandboxBookmarkItem* pExisting = FindSame(pList, szPath); pExisting != nullptr) {
+        if (LSandboxBookmarkItem* pExisting = FindIn(pList, szPath); pExisting != nullptr) {
             CFRelease(url);
             pExisting->AddKey(szKey.c_str());
             if (bStale && !InstanceSaveBookmarkToFile(pExisting, szKey.c_str())) {

@@ -19,15 +19,6 @@ bool IsRegularFile(const char* path) {
     return stat(path, &st) == 0 && S_ISREG(st.st_mode);
 }
 
-LSandboxBookmarkItem* FindIn(LSandboxBookmarkItem* pList, const char* path) {
-    for (LSandboxBookmarkItem* p = pList; p != nullptr; p = p->pNext) {
-        if (strcasecmp(p->szPath, path) == 0) {
-            return p;
-        }
-    }
-    return nullptr;
-}
-
 } // namespace
 
 // ---------------------------------------------------------------- item
@@ -163,6 +154,30 @@ LSandboxBookmarkItem*& LSandboxBookmarkManager::ListFor(const char* path) {
     return IsRegularFile(path) ? pFiles : pFolders;
 }
 
+LSandboxBookmarkItem* LSandboxBookmarkManager::FindIn(LSandboxBookmarkItem* pList, const char* path) {
+    for (LSandboxBookmarkItem* p = pList; p != nullptr; p = p->pNext) {
+        if (strcasecmp(p->szPath, path) == 0) {
+            return p;
+        }
+    }
+    return nullptr;
+}
+
+template <typename Use>
+bool LSandboxBookmarkManager::WithItem(const char* path, Use use) {
+    LSandboxBookmarkManager* pManager = pInstance;
+    if (pManager == nullptr || path == nullptr) {
+        return false;
+    }
+    std::lock_guard<std::recursive_mutex> lock(pManager->mtxLists);
+    LSandboxBookmarkItem* pItem = pManager->InstanceGetBookmark(path);
+    if (pItem == nullptr) {
+        return false;
+    }
+    std::lock_guard<std::recursive_mutex> lockItem(pItem->mtxKeys);
+    return use(*pItem);
+}
+
 bool LSandboxBookmarkManager::AddFilePath(const char* path, CFURLRef url, bool save, bool flag, const char* key) {
     if (path == nullptr || path[0] == '\0' || std::strlen(path) >= sizeof LSandboxBookmarkItem::szPath) {
         return false;
@@ -227,86 +242,52 @@ bool LSandboxBookmarkManager::AddFilePathToSettings(const char* path, bool flag,
 }
 
 bool LSandboxBookmarkManager::StartAccessingSecurityScopedResource(const char* path) {
-    LSandboxBookmarkManager* pManager = pInstance;
-    if (pManager == nullptr || path == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lock(pManager->mtxLists);
-    LSandboxBookmarkItem* pItem = pManager->InstanceGetBookmark(path);
-    if (pItem == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lockItem(pItem->mtxKeys);
-    return !pItem->bAccessStarted && pItem->StartAccessingSecurityScopedResource();
+    return WithItem(path, [](LSandboxBookmarkItem& item) {
+        return !item.bAccessStarted && item.StartAccessingSecurityScopedResource();
+    });
 }
 
 bool LSandboxBookmarkManager::StopAccessingSecurityScopedResource(const char* path) {
-    LSandboxBookmarkManager* pManager = pInstance;
-    if (pManager == nullptr || path == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lock(pManager->mtxLists);
-    LSandboxBookmarkItem* pItem = pManager->InstanceGetBookmark(path);
-    if (pItem == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lockItem(pItem->mtxKeys);
-    return pItem->bAccessStarted && pItem->StopAccessingSecurityScopedResource();
+    return WithItem(path, [](LSandboxBookmarkItem& item) {
+        return item.bAccessStarted && item.StopAccessingSecurityScopedResource();
+    });
 }
 
 bool LSandboxBookmarkManager::IsAccessStarted(const char* path) {
-    LSandboxBookmarkManager* pManager = pInstance;
-    if (pManager == nullptr || path == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lock(pManager->mtxLists);
-    LSandboxBookmarkItem* pItem = pManager->InstanceGetBookmark(path);
-    if (pItem == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lockItem(pItem->mtxKeys);
-    return pItem->bAccessStarted;
+    return WithItem(path, [](LSandboxBookmarkItem& item) { return item.bAccessStarted; });
 }
 
 bool LSandboxBookmarkManager::Retain(const char* path) {
-    LSandboxBookmarkManager* pManager = pInstance;
-    if (pManager == nullptr || path == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lock(pManager->mtxLists);
-    LSandboxBookmarkItem* pItem = pManager->InstanceGetBookmark(path);
-    if (pItem == nullptr) {
-        return false;
-    }
-    std::lock_guard<std::recursive_mutex> lockItem(pItem->mtxKeys);
-    ++pItem->nUseCount;
-    return true;
+    return WithItem(path, [](LSandboxBookmarkItem& item) {
+        ++item.nUseCount;
+        return true;
+    });
 }
 
 bool LSandboxBookmarkManager::Release(const char* path) {
     LSandboxBookmarkManager* pManager = pInstance;
-    if (pManager == nullptr || path == nullptr) {
+    if (pManager == nullptr) {
         return false;
     }
+    // Held across the count and the removal, so no Retain comes between.
     std::lock_guard<std::recursive_mutex> lock(pManager->mtxLists);
-    LSandboxBookmarkItem* pItem = pManager->InstanceGetBookmark(path);
-    if (pItem == nullptr) {
-        return false;
-    }
-    {
-        std::lock_guard<std::recursive_mutex> lockItem(pItem->mtxKeys);
-        if (--pItem->nUseCount > 0) {
-            return true;
+    LSandboxBookmarkItem* pDone = nullptr;
+    const bool bFound = WithItem(path, [&pDone](LSandboxBookmarkItem& item) {
+        if (--item.nUseCount <= 0) {
+            pDone = &item;
         }
+        return true;
+    });
+    if (pDone != nullptr) {
+        // Forget the grant wholly, so the lists and the stored keys agree.
+        for (const std::string& szKey : pDone->CopyKeys()) {
+            pManager->DropKey(szKey);
+        }
+        pManager->StoreKeys();
+        pManager->Unlink(pDone);
+        delete pDone;
     }
-    // Forget the grant wholly, so the lists and the stored keys agree.
-    for (const std::string& szKey : pItem->CopyKeys()) {
-        pManager->DropKey(szKey);
-    }
-    pManager->StoreKeys();
-    pManager->Unlink(pItem);
-    delete pItem;
-    return true;
+    return bFound;
 }
 
 void LSandboxBookmarkManager::Unlink(LSandboxBookmarkItem* item) {

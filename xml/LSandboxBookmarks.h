@@ -134,6 +134,11 @@ private:
     ~LSandboxBookmarkManager();
 
     LSandboxBookmarkItem*& ListFor(const char* path);
+    static LSandboxBookmarkItem* FindIn(LSandboxBookmarkItem* pList, const char* path);
+    // Calls use(item) with the path's item under both mutexes; false when
+    // there is no manager or no item.
+    template <typename Use>
+    static bool WithItem(const char* path, Use use);
     bool StoreKeys();
     void DropKey(const std::string& szKey);
     void Unlink(LSandboxBookmarkItem* item);
