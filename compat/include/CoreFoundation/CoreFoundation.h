@@ -21,6 +21,7 @@
 #include <CoreFoundation/CFRunLoop.h>
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFURL.h>
+#include <CoreFoundation/CFURLBookmark.h>
 #include <CoreFoundation/CFUUID.h>
 
 #endif
