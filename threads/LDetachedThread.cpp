@@ -50,9 +50,18 @@ void* LDetachedThread::DetachedThreadEntry(void* pContext) {
     // thread must not touch it after the signal.
     std::lock_guard<std::mutex> lock(pOwner->mtxList);
     bListed = pOwner->UnlinkLocked(pThread);
+    if (bListed) ++pOwner->nSelfDeleting;
     pThread->soStopped.Signal();
   }
-  if (bListed) delete pThread;
+  if (bListed) {
+    delete pThread;
+    // The owner waits for this count before it may go away, so it is alive
+    // here; the notify happens under its mutex, after which nothing of the
+    // owner is touched.
+    std::lock_guard<std::mutex> lock(pOwner->mtxList);
+    --pOwner->nSelfDeleting;
+    pOwner->cvSelfDeleted.notify_all();
+  }
   return nullptr;
 }
 
@@ -132,6 +141,12 @@ void LDetachedThreadsOwner::StopThreadsNow() {
     WaitForEnd(pThread);
     delete pThread;
   }
+  WaitForSelfDeletions();
+}
+
+void LDetachedThreadsOwner::WaitForSelfDeletions() {
+  std::unique_lock<std::mutex> lock(mtxList);
+  cvSelfDeleted.wait(lock, [this] { return nSelfDeleting == 0; });
 }
 
 bool LDetachedThreadsOwner::WaitToStop(LProcessInterface& process, uint32_t dwMilliseconds) {

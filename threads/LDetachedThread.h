@@ -17,6 +17,7 @@
 
 #include "threads/LThread.h"
 
+#include <condition_variable>
 #include <mutex>
 
 class LDetachedThreadsOwner;
@@ -58,7 +59,9 @@ public:
   // Asks every listed thread to stop; does not wait.
   void StopThreadsSoon();
   // Asks every thread to stop, then takes each off the list, waits for its
-  // end and deletes it, until the list is empty.
+  // end and deletes it, until the list is empty. It also waits for threads
+  // that finished on their own and are deleting themselves, so when it
+  // returns no thread of this owner runs any more of its code.
   void StopThreadsNow();
   // Waits up to the time, through the process interface, for the listed
   // threads to end, deleting each that did. True when the list is empty;
@@ -85,6 +88,13 @@ private:
   // its object.
   void PassThreadsSignal();
 
+  // Waits until no finished thread is still deleting itself.
+  void WaitForSelfDeletions();
+
   LDetachedThread* pHead = nullptr;  // first thread of the list
-  std::mutex mtxList;                // guards the list
+  std::mutex mtxList;                // guards the list and nSelfDeleting
+  // Threads that unlinked themselves and are deleting themselves now; the
+  // owner must outlive each of them until it is done.
+  int nSelfDeleting = 0;
+  std::condition_variable cvSelfDeleted;  // signalled when nSelfDeleting drops
 };
