@@ -24,10 +24,12 @@ int LDetachedThread::StartDetached(LDetachedThreadsOwner& owner, int nNewPriorit
     bHasThread = true;
     // The thread cannot finish before it has begun, and it deletes itself
     // only after finishing, which needs mtxStart, held here: the object is
-    // alive until this wait is over.
+    // alive until this scope ends. The priority is set inside it for that
+    // reason: a body that returns at once may delete the thread as soon as
+    // the lock is released (mtxStart is recursive, SetPriority takes it too).
     soStarted.WaitSignal(kLWaitForever);
+    SetPriority(nNewPriority);
   }
-  SetPriority(nNewPriority);
   return 0;
 }
 
