@@ -12,8 +12,9 @@
 // caller.
 //
 // Thread safety: every public member may be called from any thread;
-// mutex_ guards the state here and the state of the subclasses. Lock order:
-// a subclass's write lock, then mutex_, then the pump's lock.
+// mutex_ guards the state here and the state of the subclasses (except
+// what a subclass declares lock-free or the loop thread's own). Lock order:
+// mutex_, then the pump's lock.
 
 #pragma once
 

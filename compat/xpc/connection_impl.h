@@ -2,23 +2,27 @@
 // service, a client of an endpoint, or a peer a listener received.
 //
 // Sending. send() encodes on the caller's thread, appends the frame to the
-// send queue under mutex_ and returns: the caller never writes to the
-// socket. It asks the transport thread to write (IoLoop::request(), which
-// wakes that thread at most once per burst and not at all while it is
-// awake). The transport thread writes without blocking (MSG_DONTWAIT),
-// batching whatever is queued into one sendmsg; when the socket is full it
-// waits for it to drain (EPOLLOUT). Barriers are markers in the same queue,
-// run once everything before them is written: by the transport thread
-// itself when the connection's queue is idle (see event_pump.h), so a
-// barrier behind each send costs the sender nothing beyond queueing. Their
-// markers count against the byte limit, and interchangeable barriers in a
-// row share one marker. Past the queue limits (see <xpc/connection.h>) a
-// new message is dropped and counted; the audio path prefers that to
-// waiting.
+// connection's incoming list and returns: the caller never writes to the
+// socket. It then asks the transport thread to run (IoLoop::request(),
+// which takes no lock and wakes that thread at most once per burst, and not
+// at all while it is awake). The transport thread moves the incoming
+// frames to its own send queue and writes them without blocking
+// (MSG_DONTWAIT), batching whatever is queued into one sendmsg; when the
+// socket is full it waits for it to drain (EPOLLOUT). Barriers are markers
+// in the same queue, run once everything before them is written: by the
+// transport thread itself when the connection's queue is idle (see
+// event_pump.h), so a barrier behind each send costs the sender nothing
+// beyond queueing. Markers count against the byte limit, and
+// interchangeable barriers in a row share one marker. Past the queue limits
+// (see <xpc/connection.h>), counted over both lists, a new message is
+// dropped and counted; the audio path prefers that to waiting.
 //
-// The sender's locks: mutex_ only, held to append one frame or marker; the
-// transport thread holds it to pick frames and to account for what a write
-// took, never across a system call or a callback.
+// The sender's only lock is queue_mutex_: held for a few pointer and
+// counter updates (append, or merge a barrier into the last marker) by
+// senders, and by the transport to take the whole incoming list at once
+// or to close it; never across a system call, an allocation or a
+// callback. It inherits priority, so a real-time sender that finds it held
+// waits only for that short section.
 //
 // Receiving runs on the loop thread: the socket is read in large chunks,
 // complete frames are decoded and their dictionaries queued on the pump;
@@ -42,6 +46,7 @@
 #include "dictionary_impl.h"
 #include "endpoint_impl.h"
 #include "outgoing_frame.h"
+#include "pi_mutex.h"
 #include "wire_format.h"
 
 #include <deque>
@@ -69,11 +74,11 @@ class Connection final : public ConnectionBase {
   // Decoded bytes of received messages waiting for the event handler.
   uint64_t backlog_bytes() noexcept { return pump_.backlog_bytes(); }
   // Bytes the send queue holds: messages and barrier markers.
-  uint64_t queued_bytes() noexcept;
+  uint64_t queued_bytes() noexcept { return queued_bytes_.load(std::memory_order_relaxed); }
 
   void io_event(int fd, uint32_t events) noexcept override;
   void io_command(uint32_t command) noexcept override;
-  // Writes what the send queue holds (asked for by senders).
+  // Takes in what senders pushed and writes it (asked for by senders).
   void io_ready() noexcept override;
   void pump_drained() noexcept override;
 
@@ -103,24 +108,37 @@ class Connection final : public ConnectionBase {
   void cancelled() noexcept override;
 
   // Send path (connection_send.cpp).
-  void enqueue(OutgoingFrame* frame, uint64_t token, PendingReply* reply) noexcept;
-  // Links, or asks the transport thread to write, when the queue holds
-  // work; call without locks.
-  void start_sending() noexcept;
-  // Transport thread: writes the queue until it is empty or the socket is
-  // full (then waits for EPOLLOUT).
-  void kick_writer() noexcept;
-  Flush flush() noexcept;  // Write lock held.
-  bool writable_locked() const noexcept;
-  void pop_leading_barriers_locked() noexcept;
+  enum class Push { queued, merged, refused };
+  // Counts `frame` against the limits and appends it to the incoming list,
+  // or merges a barrier marker into the one before it (the caller then
+  // destroys `frame`); refused when the connection is closed or the queue
+  // is full (`*refusal` says which error).
+  Push push(OutgoingFrame* frame, Object** refusal) noexcept;
+  // Takes the incoming list (oldest first); null when empty.
+  OutgoingFrame* take_incoming() noexcept;
+  // Refuses every later push (cancelled, or ended for good).
+  void close_incoming() noexcept;
+  // Loop thread: moves the incoming frames to the send queue, merging
+  // interchangeable barriers.
+  void absorb_incoming() noexcept;
+  // Loop thread: runs leading barriers, links or writes as the state
+  // allows.
+  void advance() noexcept;
+  Flush flush() noexcept;                // Loop thread.
+  void pop_leading_barriers() noexcept;  // Loop thread.
   // Queues a barrier marker's block on the pump as often as it runs.
   void hand_barrier_to_pump(OutgoingFrame* frame) noexcept;
   // Runs `reply.handler` once with `result` (reference taken over): on its
   // queue, or on the pump.
   void answer(PendingReply& reply, Object* result) noexcept;
-  // What ending a link leaves: waiting replies get `error`, barriers run,
-  // messages are dropped.
-  void settle(OutgoingFrame* frames, std::unordered_map<uint64_t, PendingReply>& pending, Object* error) noexcept;
+  // What closing a queue leaves: messages are dropped (a request's reply
+  // handler gets `error` if it still waits), barriers run.
+  void settle_frames(OutgoingFrame* frames, Object* error) noexcept;
+  // Answers every waiting reply handler with `error`.
+  void settle_pending(std::unordered_map<uint64_t, PendingReply>& pending, Object* error) noexcept;
+  // Loop thread: settles the send queue and the incoming stack.
+  void settle_queues(Object* error) noexcept;
+  void count_out(const OutgoingFrame* frame) noexcept;
 
   // Link (connection_link.cpp); loop thread.
   void connect_now() noexcept;
@@ -143,23 +161,31 @@ class Connection final : public ConnectionBase {
   void reset_receive_state() noexcept;
 
   const Role role_;
-  Link link_ = Link::idle;  // mutex_
-  // Changed only with both the write lock and mutex_ held; writers read it
-  // under the write lock.
+  Link link_ = Link::idle;  // mutex_; changed on the loop thread or by cancel.
+  // Changed only on the loop thread, with mutex_ held.
   int fd_ = -1;
   int connector_ = -1;  // Endpoint clients: a duplicate of the endpoint's.
   bool ever_connected_ = false;  // mutex_
 
-  // Send queue (mutex_).
-  OutgoingFrame* head_ = nullptr;
-  OutgoingFrame* tail_ = nullptr;
-  uint64_t queued_bytes_ = 0;
-  uint32_t queued_messages_ = 0;
-  bool write_blocked_ = false;
-  std::mutex write_mutex_;
+  PiMutex queue_mutex_;
+  // Frames appended by senders, oldest first (queue_mutex_).
+  OutgoingFrame* in_head_ = nullptr;
+  OutgoingFrame* in_tail_ = nullptr;
+  // The connection was cancelled or ended for good (queue_mutex_).
+  bool closed_ = false;
+  // What both lists hold, for the limits: messages, and bytes of messages
+  // and markers. Raised by senders under queue_mutex_, lowered by the
+  // transport without it (which only makes a limit check conservative).
+  std::atomic<uint32_t> queued_messages_{0};
+  std::atomic<uint64_t> queued_bytes_{0};
   std::atomic<uint64_t> dropped_{0};
   std::atomic<uint64_t> next_token_{1};
   std::unordered_map<uint64_t, PendingReply> pending_;  // mutex_
+
+  // The send queue, oldest first (loop thread only).
+  OutgoingFrame* head_ = nullptr;
+  OutgoingFrame* tail_ = nullptr;
+  bool write_blocked_ = false;  // Loop thread: waiting for EPOLLOUT.
 
   // Loop thread only.
   unsigned connect_attempts_ = 0;

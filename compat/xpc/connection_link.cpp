@@ -77,10 +77,12 @@ Connection::~Connection() {
     dispatch_async_f(dispatch_get_global_queue(QOS_CLASS_DEFAULT, 0), reinterpret_cast<void*>(entry.second.handler),
                      &answer_abandoned);
   }
-  while (head_ != nullptr) {
-    OutgoingFrame* next = head_->next;
-    destroy_frame(head_);
-    head_ = next;
+  for (OutgoingFrame* frames : {head_, take_incoming()}) {
+    while (frames != nullptr) {
+      OutgoingFrame* next = frames->next;
+      destroy_frame(frames);
+      frames = next;
+    }
   }
   reset_receive_state();
   if (fd_ >= 0) {
@@ -98,26 +100,20 @@ void Connection::activated() noexcept {
 }
 
 void Connection::resumed() noexcept {
-  start_sending();
+  IoLoop::shared().request(this);
 }
 
 void Connection::cancelled() noexcept {
-  OutgoingFrame* frames = nullptr;
   std::unordered_map<uint64_t, PendingReply> pending;
   {
-    std::lock_guard<std::mutex> write_lock(write_mutex_);
     std::lock_guard<std::mutex> lock(mutex_);
     link_ = Link::ended;
-    frames = head_;
-    head_ = tail_ = nullptr;
-    queued_bytes_ = 0;
-    queued_messages_ = 0;
-    write_blocked_ = false;
     pending.swap(pending_);
   }
-  // The socket may be in the loop's hands; only the loop closes it.
+  close_incoming();
+  // The queues and the socket are the loop's; it settles and closes them.
   IoLoop::shared().post(this, kClose);
-  settle(frames, pending, connection_invalid_error());
+  settle_pending(pending, connection_invalid_error());
   pump_.push_final(connection_invalid_error(), true);
 }
 
@@ -129,13 +125,11 @@ void Connection::io_command(uint32_t command) noexcept {
     case kRegister:
       update_interest();
       break;
-    case kArmWrite: {
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (!write_blocked_ || link_ != Link::connected) {
+    case kArmWrite:
+      if (!write_blocked_) {
         return;
       }
       write_armed_ = true;
-    }
       update_interest();
       break;
     case kClose:
@@ -158,12 +152,9 @@ void Connection::io_event(int fd, uint32_t events) noexcept {
   }
   if ((events & EPOLLOUT) != 0) {
     write_armed_ = false;
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      write_blocked_ = false;
-    }
+    write_blocked_ = false;
     update_interest();
-    kick_writer();
+    advance();
   }
   if ((events & (EPOLLIN | EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0) {
     const bool hung_up = (events & (EPOLLHUP | EPOLLERR)) != 0;
@@ -284,7 +275,6 @@ Connection::Attempt Connection::connect_endpoint(int& fd, PeerCredentials& crede
 
 void Connection::link_up(int fd, const PeerCredentials& credentials) noexcept {
   {
-    std::lock_guard<std::mutex> write_lock(write_mutex_);
     std::lock_guard<std::mutex> lock(mutex_);
     if (link_ != Link::connecting) {
       close(fd);  // Cancelled meanwhile.
@@ -294,12 +284,12 @@ void Connection::link_up(int fd, const PeerCredentials& credentials) noexcept {
     peer_ = credentials;
     link_ = Link::connected;
     ever_connected_ = true;
-    write_blocked_ = false;
   }
+  write_blocked_ = false;
   write_armed_ = false;
   reading_paused_ = false;
   update_interest();
-  kick_writer();
+  advance();
 }
 
 void Connection::drop_link(bool malformed) noexcept {
@@ -310,14 +300,12 @@ void Connection::drop_link(bool malformed) noexcept {
   write_armed_ = false;
   reading_paused_ = false;
   reset_receive_state();
-  OutgoingFrame* frames = nullptr;
   std::unordered_map<uint64_t, PendingReply> pending;
   bool final = true;
   {
-    std::lock_guard<std::mutex> write_lock(write_mutex_);
     std::lock_guard<std::mutex> lock(mutex_);
     if (link_ == Link::ended) {
-      return;  // Cancelled: the pending kClose closes the socket.
+      return;  // Cancelled: the pending kClose settles and closes.
     }
     if (fd_ >= 0) {
       close(fd_);
@@ -325,15 +313,16 @@ void Connection::drop_link(bool malformed) noexcept {
     }
     final = malformed || role_ != Role::named_client || !ever_connected_;
     link_ = final ? Link::ended : Link::idle;
-    frames = head_;
-    head_ = tail_ = nullptr;
-    queued_bytes_ = 0;
-    queued_messages_ = 0;
-    write_blocked_ = false;
     pending.swap(pending_);
   }
+  if (final) {
+    close_incoming();
+  }
   ErrorObject* error = final ? connection_invalid_error() : connection_interrupted_error();
-  settle(frames, pending, error);
+  // What was queued before the link ended is dropped; an interrupted
+  // client sends what comes after on a new link.
+  settle_pending(pending, error);
+  settle_queues(error);
   if (final) {
     pump_.push_final(error, false);
   } else {
@@ -348,13 +337,13 @@ void Connection::close_socket() noexcept {
   }
   reset_receive_state();
   {
-    std::lock_guard<std::mutex> write_lock(write_mutex_);
     std::lock_guard<std::mutex> lock(mutex_);
     if (fd_ >= 0) {
       close(fd_);
       fd_ = -1;
     }
   }
+  settle_queues(connection_invalid_error());
   if (connector_ >= 0) {
     close(connector_);
     connector_ = -1;

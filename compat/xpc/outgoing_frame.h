@@ -32,6 +32,8 @@ struct OutgoingFrame {
   uint32_t written = 0;
   // What the frame counts against the queue's byte limit.
   uint64_t cost = 0;
+  // A request's token: its reply handler waits under it (0: none).
+  uint64_t reply_token = 0;
   int* descriptors = nullptr;
   Object** owners = nullptr;
   uint16_t descriptor_count = 0;
