@@ -23,12 +23,9 @@ std::string ReadFile(const std::string& szPath) {
     return out.str();
 }
 
-// The strace program: the package's path, else the first on PATH; empty
+// The strace program: the first on PATH, else the package's path; empty
 // when there is none.
 std::string FindStrace() {
-    if (access("/usr/bin/strace", X_OK) == 0) {
-        return "/usr/bin/strace";
-    }
     const char* szPath = std::getenv("PATH");
     std::istringstream in(szPath != nullptr ? szPath : "");
     std::string szFolder;
@@ -38,7 +35,7 @@ std::string FindStrace() {
             return szCandidate;
         }
     }
-    return {};
+    return access("/usr/bin/strace", X_OK) == 0 ? "/usr/bin/strace" : std::string();
 }
 
 // The pid of the tracer of thread tid of this process; 0 when untraced,
@@ -147,6 +144,10 @@ bool LSyscallTrace::Attach(pid_t tid, std::chrono::milliseconds timeout, std::st
         szReason = m_pidStrace > 0 ? "already tracing" : "no thread to trace";
         return false;
     }
+    if (TracerOf(tid) < 0) {
+        szReason = "no thread " + std::to_string(tid) + " in this process";
+        return false;
+    }
     const std::string szStrace = FindStrace();
     if (szStrace.empty()) {
         szReason = "strace is not installed";
@@ -195,7 +196,8 @@ bool LSyscallTrace::Attach(pid_t tid, std::chrono::milliseconds timeout, std::st
             } else if (!szMessage.empty()) {
                 szReason = szMessage;
             } else {
-                szReason = "strace ended with status " + std::to_string(WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus));
+                const int nCode = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
+                szReason = "strace ended with status " + std::to_string(nCode);
             }
             break;
         }

@@ -211,7 +211,8 @@ int main(int argc, char** argv) {
     const std::uint64_t nUnpacedCycles = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : kBurstCycles;
     const double fTracedSeconds = argc > 3 ? std::atof(argv[3]) : 2.0;
     const std::uint64_t nPacedCycles = static_cast<std::uint64_t>(fPacedSeconds * kRate / kFrames);
-    const std::uint64_t nTracedCycles = std::max<std::uint64_t>(1, static_cast<std::uint64_t>(fTracedSeconds * kRate / kFrames));
+    const std::uint64_t nTracedCycles =
+        std::max<std::uint64_t>(1, static_cast<std::uint64_t>(fTracedSeconds * kRate / kFrames));
 
     harlune::bench::LBenchServices services("harlune-bench-e2e");
     int nExit = 1;
