@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -27,13 +28,26 @@ void WaitForWakes(int fdEpoll, int fdEvent, const std::atomic<bool>& bStop) {
     }
 }
 
+// The host time half a cycle before the first cycle to run: half a cycle
+// after the anchor's time, or one cycle from now without an anchor (so that
+// the waiting thread is asleep in epoll_wait before the first write).
+std::uint64_t ScheduleStart(std::uint32_t dwFrames, double fRate, const std::atomic<std::uint64_t>* pqwAnchor) {
+    const std::uint64_t qwHalfCycle = LCycleHostTime(0, 1, dwFrames, fRate) / 2;
+    for (int n = 0; pqwAnchor != nullptr && n < 2000; ++n) {
+        const std::uint64_t qwAnchor = pqwAnchor->load(std::memory_order_acquire);
+        if (qwAnchor != 0) {
+            return qwAnchor - qwHalfCycle;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return mach_absolute_time();
+}
+
 // The paced, prioritised waking side; false when a write fails.
 bool TimeWrites(int fdEvent, std::uint64_t nCycles, std::uint32_t dwFrames, double fRate,
-                std::vector<std::uint64_t>* parSpans) {
+                const std::atomic<std::uint64_t>* pqwAnchor, std::vector<std::uint64_t>* parSpans) {
     LRaiseToIOThreadPriority();
-    // The first cycle is one period away, so that the waiting thread is
-    // asleep in epoll_wait before the first write.
-    const std::uint64_t qwStart = mach_absolute_time();
+    const std::uint64_t qwStart = ScheduleStart(dwFrames, fRate, pqwAnchor);
     const std::uint64_t qwOne = 1;
     for (std::uint64_t nCycle = 1; nCycle <= nCycles; ++nCycle) {
         LSleepUntilHostTime(LCycleHostTime(qwStart, nCycle, dwFrames, fRate));
@@ -49,7 +63,8 @@ bool TimeWrites(int fdEvent, std::uint64_t nCycles, std::uint32_t dwFrames, doub
 
 } // namespace
 
-bool LTimeEventfdWakes(std::uint64_t nCycles, std::uint32_t dwFrames, double fRate, LLatencySamples* pSamples) {
+bool LTimeEventfdWakes(std::uint64_t nCycles, std::uint32_t dwFrames, double fRate, LLatencySamples* pSamples,
+                       const std::atomic<std::uint64_t>* pqwAnchor) {
     if (pSamples == nullptr || dwFrames == 0 || !(fRate > 0.0)) {
         return false;
     }
@@ -65,7 +80,7 @@ bool LTimeEventfdWakes(std::uint64_t nCycles, std::uint32_t dwFrames, double fRa
         std::thread waiter, waker;
         try {
             waiter = std::thread(WaitForWakes, fdEpoll, fdEvent, std::cref(bStop));
-            waker = std::thread([&] { bOk = TimeWrites(fdEvent, nCycles, dwFrames, fRate, &arSpans); });
+            waker = std::thread([&] { bOk = TimeWrites(fdEvent, nCycles, dwFrames, fRate, pqwAnchor, &arSpans); });
         } catch (const std::system_error&) {
             bOk = false; // a thread could not be started; whichever was is joined below
         }

@@ -7,7 +7,8 @@
 //     io_cycle_unpaced_*: the same with cycles back to back.
 //   - eventfd_wake_median_us, eventfd_wake_p99_us: one bare eventfd write
 //     waking a thread asleep in epoll_wait, timed the same way on a thread
-//     paced and prioritised the same way, as many times, in the same run.
+//     paced and prioritised the same way, as many times, half a cycle after
+//     each paced cycle (so both are measured under the same load).
 //     io_cycle_vs_eventfd_wake_ratio (goal <= 1.5): the cycle costs about
 //     one wake-up and nothing else.
 //   - e2e_latency_*: from filling the buffer to the recorder's event
@@ -32,9 +33,10 @@
 #include "bench/LBenchServices.h"
 #include "bench/LBufferStamp.h"
 #include "bench/LEventfdWake.h"
+#include "bench/LIOThreadProbe.h"
+#include "bench/LIOThreadSyscalls.h"
 #include "bench/LLatencySamples.h"
 #include "bench/LSocketPairLatency.h"
-#include "bench/LSyscallTrace.h"
 #include "tools/harlune/ChildProcess.h"
 #include "tools/harlune/CommandSupport.h"
 #include "tools/harlune/Player.h"
@@ -42,20 +44,17 @@
 
 #include <mach/mach_time.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
 #include <thread>
-#include <vector>
 
-using harlune::bench::LBufferStamp;
+using harlune::bench::LIOThreadProbe;
 using harlune::bench::LLatencySamples;
-using harlune::bench::LSyscallCounts;
+using harlune::bench::LStampedIOOptions;
 
 namespace {
 
@@ -80,125 +79,6 @@ double Value(const std::string& szOutput, const std::string& szName) {
         }
     }
     return -1;
-}
-
-// What the benchmark sees of the host's IO thread: its thread ID, recorded
-// by the fill function on its first cycle, and the cycles done so far.
-struct IOThreadProbe {
-    std::atomic<pid_t> tid{0};
-    std::atomic<std::uint64_t> nCycles{0};
-};
-
-// One phase of IO: stamped buffers, each cycle's time into pSamples (may be
-// null), the thread's ID and cycle count into *pProbe. Neither callback makes
-// a system call after the first cycle, so that a trace of the thread shows
-// only the host's and the driver's.
-harlune::host::LHostIOOptions PhaseOptions(std::uint64_t nPhase, std::uint64_t nCycles, bool bPaced,
-                                           LLatencySamples* pSamples, IOThreadProbe* pProbe) {
-    harlune::host::LHostIOOptions io;
-    io.dwFramesPerCycle = kFrames;
-    io.bPaced = bPaced;
-    io.nMaxCycles = nCycles;
-    io.fill = [nPhase, pProbe](Float32* pf, UInt32, UInt64 qwCycle) {
-        if (qwCycle == 0) {
-            pProbe->tid.store(gettid());
-        }
-        const LBufferStamp stamp = {mach_absolute_time(), nPhase, qwCycle};
-        std::memcpy(pf, &stamp, sizeof stamp);
-    };
-    io.onCycle = [pSamples, pProbe](UInt64 qwNs) {
-        if (pSamples != nullptr) {
-            pSamples->Add(qwNs);
-        }
-        pProbe->nCycles.fetch_add(1, std::memory_order_relaxed);
-    };
-    return io;
-}
-
-// The host's sleep between paced cycles (and its resumption when strace's
-// attach interrupts it): the audio server's calls, not the plug-in's.
-bool IsPacingCall(const std::string& szName) {
-    return szName == "clock_nanosleep" || szName == "clock_nanosleep_time64" || szName == "nanosleep" ||
-           szName == "restart_syscall";
-}
-
-struct TracedFigures {
-    std::string szUnavailable;   // why there are no figures; empty when there are
-    std::uint64_t nTracedCycles = 0;
-    LSyscallCounts counts;
-    std::uint64_t nCyclesRun = 0; // cycles of the whole phase, for the frame count
-};
-
-// Plays nCycles paced cycles with strace attached to the IO thread.
-TracedFigures TraceIOThread(harlune::tools::LPlayer& player, std::uint64_t nCycles, const std::string& szFilePrefix) {
-    TracedFigures figures;
-    IOThreadProbe probe;
-    if (player.Host().StartIO(PhaseOptions(kTracedPhase, 0, true, nullptr, &probe)) != kAudioHardwareNoError) {
-        figures.szUnavailable = "IO did not start";
-        return figures;
-    }
-    for (int n = 0; n < 2000 && probe.tid.load() == 0; ++n) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    harlune::bench::LSyscallTrace trace(szFilePrefix);
-    if (probe.tid.load() == 0) {
-        figures.szUnavailable = "the IO thread did not run";
-    } else if (trace.Attach(probe.tid.load(), std::chrono::seconds(5), &figures.szUnavailable)) {
-        // Counting from after the attach and to after the detach brackets
-        // the traced calls to within one cycle at either end.
-        const std::uint64_t nFirst = probe.nCycles.load();
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5) +
-                              std::chrono::milliseconds(static_cast<std::int64_t>(nCycles * 3 * kFrames * 1000 / kRate));
-        while (probe.nCycles.load() < nFirst + nCycles && std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        if (trace.Detach(&figures.counts, &figures.szUnavailable)) {
-            figures.nTracedCycles = probe.nCycles.load() - nFirst;
-            if (figures.nTracedCycles == 0) {
-                figures.szUnavailable = "no cycle ran while traced";
-            }
-        }
-    }
-    player.Host().StopIO();
-    figures.nCyclesRun = probe.nCycles.load();
-    return figures;
-}
-
-// "name=calls_per_cycle ..." for the pacing calls or the others, most frequent first.
-std::string Breakdown(const LSyscallCounts& counts, double fCycles, bool bPacing, double* pfTotal) {
-    std::vector<std::pair<std::uint64_t, std::string>> ar;
-    for (const auto& [szName, nCalls] : counts) {
-        if (IsPacingCall(szName) == bPacing) {
-            ar.emplace_back(nCalls, szName);
-        }
-    }
-    std::sort(ar.begin(), ar.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
-    std::string sz;
-    *pfTotal = 0;
-    char szItem[128];
-    for (const auto& [nCalls, szName] : ar) {
-        *pfTotal += static_cast<double>(nCalls) / fCycles;
-        std::snprintf(szItem, sizeof szItem, "%s%s=%.2f", sz.empty() ? "" : " ", szName.c_str(),
-                      static_cast<double>(nCalls) / fCycles);
-        sz += szItem;
-    }
-    return sz.empty() ? "none" : sz;
-}
-
-void PrintTracedFigures(const TracedFigures& figures) {
-    if (!figures.szUnavailable.empty()) {
-        std::printf("io_thread_syscalls_per_cycle: unavailable (%s)\n", figures.szUnavailable.c_str());
-        return;
-    }
-    const double fCycles = static_cast<double>(figures.nTracedCycles);
-    double fInCycle = 0, fPacing = 0;
-    const std::string szInCycle = Breakdown(figures.counts, fCycles, false, &fInCycle);
-    const std::string szPacing = Breakdown(figures.counts, fCycles, true, &fPacing);
-    std::printf("io_thread_traced_cycles: %llu\n", static_cast<unsigned long long>(figures.nTracedCycles));
-    std::printf("io_thread_syscalls_per_cycle: %.2f\n", fInCycle);
-    std::printf("io_thread_syscalls: %s\n", szInCycle.c_str());
-    std::printf("io_thread_pacing_syscalls_per_cycle: %.2f\n", fPacing);
-    std::printf("io_thread_pacing_syscalls: %s\n", szPacing.c_str());
 }
 
 } // namespace
@@ -230,18 +110,25 @@ int main(int argc, char** argv) {
             LLatencySamples ioCycle(nPacedCycles + 16);
             LLatencySamples ioCycleUnpaced(nUnpacedCycles * kBursts + 16);
             LLatencySamples eventfdWake(nPacedCycles + 16);
-            auto run = [&](std::uint64_t nPhase, std::uint64_t nCycles, bool bPaced, LLatencySamples* pSamples) {
-                IOThreadProbe probe;
+            auto run = [&](std::uint64_t nPhase, std::uint64_t nCycles, bool bPaced, LLatencySamples* pSamples,
+                           LIOThreadProbe* pProbe) {
                 const std::uint64_t qwStart = mach_absolute_time();
-                pPlayer->Host().StartIO(PhaseOptions(nPhase, nCycles, bPaced, pSamples, &probe));
+                pPlayer->Host().StartIO(LStampedIOOptions(kFrames, nPhase, nCycles, bPaced, pSamples, pProbe));
                 pPlayer->Host().IO().WaitUntilDone(std::chrono::hours(1));
                 const std::uint64_t qwElapsed = mach_absolute_time() - qwStart;
                 pPlayer->Host().StopIO();
                 return qwElapsed;
             };
-            run(1, nPacedCycles, true, &ioCycle);
-            // The yardstick for the paced cycle, as many samples at the same pace.
-            const bool bWakeTimed = harlune::bench::LTimeEventfdWakes(nPacedCycles, kFrames, kRate, &eventfdWake);
+            // The paced cycles, and their yardstick: as many bare wakes at the
+            // same pace, each half a cycle after a cycle.
+            LIOThreadProbe paced;
+            bool bWakeTimed = false;
+            std::thread wakes([&] {
+                bWakeTimed = harlune::bench::LTimeEventfdWakes(nPacedCycles, kFrames, kRate, &eventfdWake,
+                                                               &paced.qwFirstCycle);
+            });
+            run(1, nPacedCycles, true, &ioCycle, &paced);
+            wakes.join();
             // Unpaced, in bursts that fit the connection's send queue (its
             // limit is what a stalled recorder may cost the audio server):
             // a longer burst than the recorder absorbs is dropped by design,
@@ -249,11 +136,15 @@ int main(int argc, char** argv) {
             const std::uint64_t nBurst = std::min<std::uint64_t>(nUnpacedCycles, kBurstCycles);
             std::uint64_t qwUnpacedNs = 0;
             for (std::uint64_t nPhase = kFirstBurstPhase; nPhase < kFirstBurstPhase + kBursts; ++nPhase) {
-                qwUnpacedNs += run(nPhase, nBurst, false, &ioCycleUnpaced);
+                LIOThreadProbe probe;
+                qwUnpacedNs += run(nPhase, nBurst, false, &ioCycleUnpaced, &probe);
                 std::this_thread::sleep_for(std::chrono::milliseconds(300));
             }
             // Last, as strace slows the IO thread's calls down.
-            const TracedFigures traced = TraceIOThread(*pPlayer, nTracedCycles, services.Folder() + "/io-thread");
+            LIOThreadProbe tracedProbe;
+            const harlune::bench::LIOThreadSyscalls traced = harlune::bench::LTraceIOThread(
+                pPlayer->Host(), LStampedIOOptions(kFrames, kTracedPhase, 0, true, nullptr, &tracedProbe),
+                &tracedProbe, nTracedCycles, services.Folder() + "/io-thread");
             // Let the last buffers arrive before the recorder reports.
             std::this_thread::sleep_for(std::chrono::milliseconds(500));
             recorder.Signal(SIGINT);
@@ -301,7 +192,7 @@ int main(int argc, char** argv) {
             std::printf("frames_sent: %llu\n", static_cast<unsigned long long>(nSent));
             std::printf("frames_lost: %.0f\n", static_cast<double>(nSent) - fReceived);
             std::printf("buffers_out_of_order: %.0f\n", Value(szOut, "out_of_order"));
-            PrintTracedFigures(traced);
+            harlune::bench::LPrintIOThreadSyscalls(traced);
             nExit = 0;
         }
         pPlayer.reset();
