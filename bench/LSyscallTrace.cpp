@@ -82,12 +82,15 @@ LSyscallCounts LCountStraceCalls(std::string_view szTrace, pid_t tid) {
         } else if (n > 0) {
             continue; // digits that are no thread ID: not a call line
         }
-        // A call's name: a lower-case letter, then letters, digits and '_',
-        // then '('. Resumed halves, signals and exits start otherwise.
+        // A call's name: lower-case letters, digits and '_', not starting
+        // with a digit, then '('. Resumed halves, signals and exits start
+        // otherwise.
         std::size_t nName = 0;
-        while (nName < szLine.size() && (std::islower(static_cast<unsigned char>(szLine[nName])) ||
-                                         (nName > 0 && (std::isdigit(static_cast<unsigned char>(szLine[nName])) ||
-                                                        szLine[nName] == '_')))) {
+        while (nName < szLine.size()) {
+            const unsigned char c = static_cast<unsigned char>(szLine[nName]);
+            if (!std::islower(c) && c != '_' && (nName == 0 || !std::isdigit(c))) {
+                break;
+            }
             ++nName;
         }
         if (nName == 0 || nName >= szLine.size() || szLine[nName] != '(') {
