@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <ostream>
 #include <thread>
 
 namespace {
@@ -22,6 +23,9 @@ struct CountCase {
     const char* szTrace;
     LSyscallCounts expected;
 };
+
+// Names the case in CTest's listing instead of dumping its bytes.
+void PrintTo(const CountCase& c, std::ostream* pOut) { *pOut << c.szName; }
 
 class CountStraceCallsTest : public testing::TestWithParam<CountCase> {};
 
