@@ -45,6 +45,9 @@ public:
                m_helper.WaitForLine("ready", std::chrono::seconds(10));
     }
     std::string StorageFolder() const { return m_szFolder + "/storage"; }
+    // The private folder itself (removed with everything in it); empty when
+    // it could not be made.
+    const std::string& Folder() const { return m_szFolder; }
     tools::LChildProcess& Helper() { return m_helper; }
 
 private:
