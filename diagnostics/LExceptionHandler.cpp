@@ -39,6 +39,12 @@ void* LExceptionHandlerInstaller::LMachExceptionHandlerThread(void* pInstaller) 
 
 LExceptionHandlerInstaller::~LExceptionHandlerInstaller() {
     if (mach_port_deallocate(mach_task_self(), nExceptionPort) != KERN_SUCCESS) return;
-    if (bThreadStarted) pthread_cancel(hThread);
+    if (bThreadStarted) {
+        pthread_cancel(hThread);
+        // Nobody joins it: this runs while the process ends, and waiting
+        // there for a thread in a message wait is worth nothing. Detached,
+        // its end frees what it holds.
+        pthread_detach(hThread);
+    }
     nExceptionPort = MACH_PORT_NULL;
 }

@@ -131,8 +131,9 @@ class IoLoop {
   // The life of one transport thread: leads while it holds the role, stands
   // by (at most one thread does) or ends otherwise.
   void thread_body(bool leading) noexcept;
-  // Leads until the loop ends (returns true) or the role went to the
-  // standby while this thread ran deferred work (returns false).
+  // Leads until the loop ends (returns true, the role still held) or the
+  // role went to the standby while this thread ran deferred work (returns
+  // false, the role not held).
   bool lead() noexcept;
   // Runs the deferred work with the role given up; true when the role
   // could be taken back.

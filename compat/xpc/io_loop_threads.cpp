@@ -84,10 +84,12 @@ void IoLoop::thread_body(bool leading) noexcept {
       set_leading(true);
       const bool ended = lead();
       set_leading(false);
-      role_.unlock();
       if (ended) {
+        role_.unlock();
         return;
       }
+      // lead() came back without the role: the standby took it while this
+      // thread ran deferred work.
       // The standby leads now; this thread takes its place if it is free.
       std::lock_guard<std::mutex> lock(mutex_);
       if (standby_ || !running_) {
