@@ -1,9 +1,10 @@
 // Connection look-ups, the audio IO path's only locks in the messaging
 // framework, stay free while other threads make, replace and drop
 // connections and clients: each operation below runs with every one of its
-// allocations stopped until another thread's look-ups have gone through.
+// allocations and platform calls stopped until another thread's look-ups
+// have gone through.
 #include "tests/xpc/LXPCFixture.h"
-#include "tests/xpc_locks/LAllocationProbe.h"
+#include "tests/xpc_locks/LSlowWorkProbe.h"
 
 namespace harlune::test {
 namespace {
@@ -20,7 +21,7 @@ struct LScene {
 struct LOperationCase {
     const char* szName;
     void (*pfnRun)(LScene&);
-    bool bAllocates; // certain to allocate: the probe must have run rounds
+    bool bProbed; // certain to make probed calls: the probe must have run rounds
 };
 
 const LOperationCase kOperations[] = {
@@ -56,7 +57,7 @@ const LOperationCase kOperations[] = {
          LXPCClientManager::Suspend(s.nSender, "Keep", 1);
          LXPCClientManager::Resume(s.nSender, "Keep", 1);
      },
-     false},
+     true},
     {"CreateClient", [](LScene& s) { EXPECT_NE(LXPCClientManager::Create(&s.extraNotify), 0); }, true},
     {"DestroyClient", [](LScene& s) { LXPCClientManager::Destroy(s.nSender); }, true},
     {"DestroyAllClients", [](LScene&) { LXPCClientManager::DestroyAll(); }, true},
@@ -82,7 +83,7 @@ TEST_P(XPCLookupProgressTest, LookUpsGoThroughWhileTheOperationIsStoppedAnywhere
     // (once to test it, once to send; the send finds nothing here, so it
     // stops before the transport).
     {
-        LAllocationProbe probe([&s] {
+        LSlowWorkProbe probe([&s] {
             LXPCClientManager::IsConnectionValid(s.nSender, "Keep", 1);
             LXPCClientManager::IsConnectionValid(s.nListener, "AnonymousConnection", 0);
             LList<LXPCDataListable> list;
@@ -90,7 +91,7 @@ TEST_P(XPCLookupProgressTest, LookUpsGoThroughWhileTheOperationIsStoppedAnywhere
         });
         probe.RunArmed([&] { GetParam().pfnRun(s); });
         EXPECT_EQ(probe.Stalls(), 0u) << "a look-up waited for a lock held across slow work";
-        if (GetParam().bAllocates && probe.Stalls() == 0) {
+        if (GetParam().bProbed && probe.Stalls() == 0) {
             EXPECT_GT(probe.Rounds(), 0u);
         }
     }

@@ -1,9 +1,10 @@
 // The plug-in's IO-cycle question (is a recording application connected?)
 // is answered while another thread replaces the application connection,
-// even when that replacement is stopped at any of its allocations.
+// even when that replacement is stopped at any of its allocations and
+// platform calls.
 #include "helperlink/LVADPluginXPCClient.h"
 #include "tests/xpc/LXPCFixture.h"
-#include "tests/xpc_locks/LAllocationProbe.h"
+#include "tests/xpc_locks/LSlowWorkProbe.h"
 
 namespace harlune::test {
 namespace {
@@ -30,7 +31,7 @@ TEST_F(PluginLinkLockTest, ReplacingTheApplicationConnectionLeavesTheIOQuestionF
     OfferEndpoint(pPlugin, endpoint);
     ASSERT_TRUE(pPlugin->IsAppConnected());
     {
-        LAllocationProbe probe([pPlugin] { pPlugin->IsAppConnected(); });
+        LSlowWorkProbe probe([pPlugin] { pPlugin->IsAppConnected(); });
         // A second offer drops the connection and makes a new one.
         probe.RunArmed([&] { OfferEndpoint(pPlugin, endpoint); });
         EXPECT_EQ(probe.Stalls(), 0u) << "the IO thread's look-up waited behind the replacement";
