@@ -1,19 +1,24 @@
 // Connection: a connection that carries messages: a client of a named
 // service, a client of an endpoint, or a peer a listener received.
 //
-// Sending. send() encodes on the caller's thread, then appends the frame to
-// the send queue under mutex_. If the socket is connected, the connection
-// running and no write blocked, the caller then writes the queue itself
-// without blocking (MSG_DONTWAIT), guarded by a try-lock so that at most
-// one thread writes and a caller never waits for another; whoever holds the
-// write lock looks at the queue again after releasing it, so nothing is
-// left behind. When the socket is full the loop thread waits for it to
-// drain (EPOLLOUT) and writes the rest. Barriers are markers in the same
-// queue, handed to the event pump once everything before them is written;
-// their markers count against the byte limit, and interchangeable barriers
-// in a row share one marker. Past the queue limits (see <xpc/connection.h>)
-// a new message is dropped and counted; the audio path prefers that to
+// Sending. send() encodes on the caller's thread, appends the frame to the
+// send queue under mutex_ and returns: the caller never writes to the
+// socket. It asks the transport thread to write (IoLoop::request(), which
+// wakes that thread at most once per burst and not at all while it is
+// awake). The transport thread writes without blocking (MSG_DONTWAIT),
+// batching whatever is queued into one sendmsg; when the socket is full it
+// waits for it to drain (EPOLLOUT). Barriers are markers in the same queue,
+// run once everything before them is written: by the transport thread
+// itself when the connection's queue is idle (see event_pump.h), so a
+// barrier behind each send costs the sender nothing beyond queueing. Their
+// markers count against the byte limit, and interchangeable barriers in a
+// row share one marker. Past the queue limits (see <xpc/connection.h>) a
+// new message is dropped and counted; the audio path prefers that to
 // waiting.
+//
+// The sender's locks: mutex_ only, held to append one frame or marker; the
+// transport thread holds it to pick frames and to account for what a write
+// took, never across a system call or a callback.
 //
 // Receiving runs on the loop thread: the socket is read in large chunks,
 // complete frames are decoded and their dictionaries queued on the pump;
@@ -26,8 +31,8 @@
 // link ends when the peer closes, a write fails, the peer sends anything
 // malformed, or the connection is cancelled; see drop_link().
 //
-// Thread safety: public members may be called from any thread; io_event
-// and io_command run on the loop thread. The receive state is the loop
+// Thread safety: public members may be called from any thread; io_event,
+// io_command and io_ready run on the loop thread. The receive state is the loop
 // thread's alone. Lifetime: see ConnectionBase; the loop holds a reference
 // while the socket is registered or a command is pending.
 
@@ -68,6 +73,8 @@ class Connection final : public ConnectionBase {
 
   void io_event(int fd, uint32_t events) noexcept override;
   void io_command(uint32_t command) noexcept override;
+  // Writes what the send queue holds (asked for by senders).
+  void io_ready() noexcept override;
   void pump_drained() noexcept override;
 
  private:
@@ -97,8 +104,11 @@ class Connection final : public ConnectionBase {
 
   // Send path (connection_send.cpp).
   void enqueue(OutgoingFrame* frame, uint64_t token, PendingReply* reply) noexcept;
-  // Links or writes when the queue holds work; call without locks.
+  // Links, or asks the transport thread to write, when the queue holds
+  // work; call without locks.
   void start_sending() noexcept;
+  // Transport thread: writes the queue until it is empty or the socket is
+  // full (then waits for EPOLLOUT).
   void kick_writer() noexcept;
   Flush flush() noexcept;  // Write lock held.
   bool writable_locked() const noexcept;

@@ -68,15 +68,21 @@ void Connection::send_with_reply(const Dictionary& message, dispatch_queue_t que
 }
 
 void Connection::send_barrier(dispatch_block_t barrier) noexcept {
+  bool queued = false;
+  bool flush = false;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    // Only messages ahead of it can hold a barrier back.
-    if (link_ != Link::ended && !cancelled_ && head_ != nullptr) {
+    // A barrier waits for the messages ahead of it. With none queued on a
+    // running link it still goes through the queue: the transport thread
+    // then runs it, and the sender (often the audio thread, right after a
+    // send) pays for no wake-up of a dispatch worker.
+    const bool running = link_ == Link::connected && activated_ && suspensions_ == 0;
+    if (link_ != Link::ended && !cancelled_ && (head_ != nullptr || running)) {
       // A barrier right behind another one waits for the same messages. When
       // the two are interchangeable (the usual "message sent" notice after
       // each send), the marker already queued runs once more instead: a
       // stalled peer then costs no memory per dropped message.
-      if (tail_->barrier != nullptr && blocks_interchangeable(tail_->barrier, barrier) &&
+      if (tail_ != nullptr && tail_->barrier != nullptr && blocks_interchangeable(tail_->barrier, barrier) &&
           tail_->runs < UINT32_MAX) {
         ++tail_->runs;
         return;
@@ -84,12 +90,23 @@ void Connection::send_barrier(dispatch_block_t barrier) noexcept {
       if (OutgoingFrame* frame = make_barrier_frame(barrier)) {
         // Markers count against the byte limit like messages, so the limit
         // bounds everything the queue holds; a barrier is never dropped.
-        tail_->next = frame;
+        if (tail_ != nullptr) {
+          tail_->next = frame;
+        } else {
+          head_ = frame;
+        }
         tail_ = frame;
         queued_bytes_ += frame->cost;
-        return;
+        queued = true;
+        flush = writable_locked();
       }
     }
+  }
+  if (flush) {
+    IoLoop::shared().request(this);
+  }
+  if (queued) {
+    return;
   }
   run_barrier(Block_copy(barrier));
 }
@@ -166,7 +183,8 @@ void Connection::start_sending() noexcept {
   if (link) {
     IoLoop::shared().post(this, kConnect);
   } else if (write) {
-    kick_writer();
+    // The transport thread writes; a sender never does.
+    IoLoop::shared().request(this);
   }
 }
 
@@ -174,23 +192,22 @@ bool Connection::writable_locked() const noexcept {
   return head_ != nullptr && link_ == Link::connected && !write_blocked_ && activated_ && suspensions_ == 0;
 }
 
+void Connection::io_ready() noexcept {
+  kick_writer();
+}
+
 void Connection::kick_writer() noexcept {
-  for (;;) {
-    if (!write_mutex_.try_lock()) {
-      return;  // The writer looks at the queue again once it is done.
-    }
-    const Flush result = flush();
-    write_mutex_.unlock();
-    if (result == Flush::blocked) {
-      // Full or failing socket: the loop thread waits for it and, if it
-      // failed, reads the end of the link.
-      IoLoop::shared().post(this, kArmWrite);
-      return;
-    }
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!writable_locked()) {
-      return;
-    }
+  Flush result = Flush::idle;
+  {
+    // Only the transport thread writes; the lock keeps cancel() from
+    // freeing the frames under a write in progress.
+    std::lock_guard<std::mutex> write_lock(write_mutex_);
+    result = flush();
+  }
+  if (result == Flush::blocked) {
+    // Full or failing socket: wait for it to drain (and, if it failed,
+    // read the end of the link).
+    io_command(kArmWrite);
   }
 }
 

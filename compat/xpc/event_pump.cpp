@@ -2,6 +2,8 @@
 
 #include "event_pump.h"
 
+#include "io_loop.h"
+
 #include <Block.h>
 
 #include <new>
@@ -208,10 +210,20 @@ dispatch_queue_t EventPump::claim_drain_locked() noexcept {
 }
 
 void EventPump::submit(dispatch_queue_t queue) noexcept {
-  if (queue != nullptr) {
-    dispatch_async_f(queue, this, &EventPump::drain_entry);
-    dispatch_release(queue);
+  if (queue == nullptr) {
+    return;
   }
+  // The pump's own queue is private and idle (this drain is the only one),
+  // so on the transport thread the drain may as well run there, once the
+  // thread has handled its batch: that saves waking a worker per message.
+  // A queue the application chose may hold its other work; it gets the
+  // drain like any block.
+  if (queue == own_queue_ && IoLoop::shared().defer(&EventPump::drain_entry, this)) {
+    dispatch_release(queue);
+    return;
+  }
+  dispatch_async_f(queue, this, &EventPump::drain_entry);
+  dispatch_release(queue);
 }
 
 void EventPump::drain_entry(void* pump) {

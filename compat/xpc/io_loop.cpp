@@ -1,33 +1,37 @@
-// The epoll thread.
+// The transport's event loop: registrations, commands, requests and the
+// loop body. The threads and the role they pass around are in
+// io_loop_threads.cpp.
 
 #include "io_loop.h"
 
-#include <pthread.h>
 #include <sched.h>
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 
 namespace harlune::xpc {
 namespace {
 
-thread_local bool tls_on_loop_thread = false;
+// The role holder's thread, outside deferred work.
+thread_local bool tls_leading = false;
 
 }  // namespace
 
 IoLoop& IoLoop::shared() noexcept {
-  // Never destroyed: the thread may still be finishing while static
+  // Never destroyed: the threads may still be finishing while static
   // destructors run at exit.
   static IoLoop* const loop = new IoLoop();
   return *loop;
 }
 
 bool IoLoop::on_loop_thread() const noexcept {
-  return tls_on_loop_thread;
+  return tls_leading;
+}
+
+void IoLoop::set_leading(bool leading) noexcept {
+  tls_leading = leading;
 }
 
 void IoLoop::post(IoSource* source, uint32_t command, std::chrono::nanoseconds delay) noexcept {
@@ -40,47 +44,46 @@ void IoLoop::post(IoSource* source, uint32_t command, std::chrono::nanoseconds d
     source->io_release();
     return;
   }
-  if (!running_ && !start_locked()) {
-    return;  // Stays queued; the next post tries to start the thread again.
+  if (!running_) {
+    start_locked();  // On failure it stays queued; the next post tries again.
+    return;
   }
-  const uint64_t one = 1;
-  ssize_t ignored = write(wake_fd_, &one, sizeof one);
-  (void)ignored;
+  // Seen by the loop before it sleeps, or the loop is woken: the check it
+  // makes after announcing its sleep takes mutex_, after this push.
+  wake();
 }
 
-bool IoLoop::start_locked() noexcept {
-  epoll_fd_ = epoll_create1(EPOLL_CLOEXEC);
-  wake_fd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-  epoll_event event{};
-  event.events = EPOLLIN;
-  event.data.ptr = nullptr;
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  pthread_t thread;
-  const bool ok = epoll_fd_ >= 0 && wake_fd_ >= 0 && epoll_ctl(epoll_fd_, EPOLL_CTL_ADD, wake_fd_, &event) == 0 &&
-                  pthread_create(&thread, &attributes, &IoLoop::thread_main, this) == 0;
-  pthread_attr_destroy(&attributes);
-  if (!ok) {
-    std::fprintf(stderr, "xpc: cannot start the transport thread\n");
-    if (epoll_fd_ >= 0) {
-      close(epoll_fd_);
-    }
-    if (wake_fd_ >= 0) {
-      close(wake_fd_);
-    }
-    epoll_fd_ = wake_fd_ = -1;
-    return false;
+void IoLoop::request(IoSource* source) noexcept {
+  if (source->ready_queued_.exchange(true, std::memory_order_acq_rel)) {
+    return;  // Still on the list: the run it waits for sees the new work.
   }
-  running_ = true;
-  return true;
+  source->io_retain();
+  IoSource* head = ready_head_.load(std::memory_order_relaxed);
+  do {
+    source->ready_next_ = head;
+  } while (!ready_head_.compare_exchange_weak(head, source, std::memory_order_seq_cst, std::memory_order_relaxed));
+  if (!wake()) {
+    // No thread, or the last one is deciding whether to end: it decides
+    // under mutex_ and looks at the list first, so after this lock either
+    // a thread runs that will see the request, or none does.
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!running_) {
+      start_locked();
+    }
+  }
 }
 
-void* IoLoop::thread_main(void* loop) {
-  pthread_setname_np(pthread_self(), "xpc.io");
-  tls_on_loop_thread = true;
-  static_cast<IoLoop*>(loop)->run();
-  return nullptr;
+bool IoLoop::wake() noexcept {
+  wake_users_.fetch_add(1, std::memory_order_seq_cst);
+  const int fd = wake_fd_.load(std::memory_order_seq_cst);
+  if (fd >= 0 && sleeping_.load(std::memory_order_seq_cst) &&
+      !wake_pending_.exchange(true, std::memory_order_acq_rel)) {
+    const uint64_t one = 1;
+    ssize_t ignored = write(fd, &one, sizeof one);
+    (void)ignored;
+  }
+  wake_users_.fetch_sub(1, std::memory_order_seq_cst);
+  return fd >= 0;
 }
 
 bool IoLoop::add(int fd, uint32_t events, IoSource* source) noexcept {
@@ -137,25 +140,72 @@ void IoLoop::remove(int fd, IoSource* source) noexcept {
   retired_.push_back(registration);
 }
 
+bool IoLoop::defer(DeferredWork work, void* context) noexcept {
+  if (!tls_leading) {
+    return false;
+  }
+  try {
+    deferred_.push_back(Deferred{work, context});
+  } catch (...) {
+    return false;
+  }
+  return true;
+}
+
 int IoLoop::take_due_commands(std::vector<Command>& due) noexcept {
   const auto now = std::chrono::steady_clock::now();
   std::lock_guard<std::mutex> lock(mutex_);
-  auto next = std::chrono::steady_clock::time_point::max();
   std::size_t kept = 0;
   for (Command& command : commands_) {
     if (command.due <= now) {
       due.push_back(command);
     } else {
-      next = std::min(next, command.due);
       commands_[kept++] = command;
     }
   }
   commands_.resize(kept);
+  return static_cast<int>(due.size());
+}
+
+int IoLoop::command_timeout() noexcept {
+  const auto now = std::chrono::steady_clock::now();
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto next = std::chrono::steady_clock::time_point::max();
+  for (const Command& command : commands_) {
+    next = std::min(next, command.due);
+  }
   if (next == std::chrono::steady_clock::time_point::max()) {
     return -1;
   }
+  if (next <= now) {
+    return 0;
+  }
   const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
   return static_cast<int>(std::max<int64_t>(wait, 1));
+}
+
+bool IoLoop::run_requests() noexcept {
+  IoSource* list = ready_head_.exchange(nullptr, std::memory_order_seq_cst);
+  if (list == nullptr) {
+    return false;
+  }
+  // The stack holds the newest first; serve in the order asked.
+  IoSource* ordered = nullptr;
+  while (list != nullptr) {
+    IoSource* next = list->ready_next_;
+    list->ready_next_ = ordered;
+    ordered = list;
+    list = next;
+  }
+  while (ordered != nullptr) {
+    IoSource* source = ordered;
+    ordered = source->ready_next_;
+    // Cleared first: a request made while io_ready() runs queues it again.
+    source->ready_queued_.store(false, std::memory_order_seq_cst);
+    source->io_ready();
+    source->io_release();
+  }
+  return true;
 }
 
 void IoLoop::release_retired() noexcept {
@@ -166,35 +216,46 @@ void IoLoop::release_retired() noexcept {
   retired_.clear();
 }
 
-void IoLoop::run() noexcept {
+bool IoLoop::lead() noexcept {
   constexpr int kEvents = 64;
   epoll_event events[kEvents];
   std::vector<Command> due;
   auto spin_until = std::chrono::steady_clock::time_point::min();
   for (;;) {
     due.clear();
-    int timeout = take_due_commands(due);
+    bool worked = take_due_commands(due) > 0;
     for (const Command& command : due) {
       command.source->io_command(command.command);
       command.source->io_release();
     }
+    worked = run_requests() || worked;
     release_retired();
-    if (!due.empty()) {
-      spin_until = std::chrono::steady_clock::now() + kSpin;
-      continue;  // Commands may have posted more.
+    if (!deferred_.empty()) {
+      if (!run_deferred()) {
+        return false;  // The standby took the role meanwhile.
+      }
+      worked = true;
     }
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (registrations_.empty() && commands_.empty()) {
-        close(epoll_fd_);
-        close(wake_fd_);
-        epoll_fd_ = wake_fd_ = -1;
-        running_ = false;
-        return;
+    if (worked) {
+      spin_until = std::chrono::steady_clock::now() + kSpin;
+      continue;  // That work may have asked for more.
+    }
+    if (registrations_.empty()) {
+      std::unique_lock<std::mutex> lock(mutex_);
+      if (end_if_idle(lock)) {
+        return true;
       }
     }
     const bool spinning = std::chrono::steady_clock::now() < spin_until;
-    const int count = epoll_wait(epoll_fd_, events, kEvents, spinning ? 0 : timeout);
+    int timeout = 0;
+    if (!spinning) {
+      // Announced before the last look, so a sender either is seen here or
+      // sees the announcement and writes the event descriptor.
+      sleeping_.store(true, std::memory_order_seq_cst);
+      timeout = ready_head_.load(std::memory_order_seq_cst) != nullptr ? 0 : command_timeout();
+    }
+    const int count = epoll_wait(epoll_fd_, events, kEvents, timeout);
+    sleeping_.store(false, std::memory_order_seq_cst);
     if (count < 0) {
       continue;  // EINTR
     }
@@ -210,8 +271,11 @@ void IoLoop::run() noexcept {
       auto* registration = static_cast<Registration*>(events[i].data.ptr);
       if (registration == nullptr) {
         uint64_t value = 0;
-        ssize_t ignored = read(wake_fd_, &value, sizeof value);
+        ssize_t ignored = read(wake_fd_.load(std::memory_order_relaxed), &value, sizeof value);
         (void)ignored;
+        // Read back first: a sender that still finds the flag set knows
+        // this thread is awake and will look at the list.
+        wake_pending_.store(false, std::memory_order_seq_cst);
         continue;
       }
       if (registration->fd >= 0) {

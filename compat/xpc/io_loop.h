@@ -1,30 +1,52 @@
-// IoLoop: the one thread per process that waits on every xpc socket
-// (epoll) and runs the transport's work: connecting, reading, accepting,
-// resuming blocked writes, closing.
+// IoLoop: the transport of one process: the thread that waits on every xpc
+// socket (epoll) and does all of the transport's work: connecting, reading,
+// writing, accepting, closing, and running the callbacks that are due on an
+// idle connection queue.
 //
 // Sources (connections and listeners) register descriptors and receive
-// readiness events, and any thread may post them a command that the loop
-// thread runs. Senders write to sockets themselves while nothing blocks
-// them (see connection_impl.h), so the loop is off the send path.
+// readiness events. Any thread may post them a command, or ask for a
+// source's io_ready() to run soon (request()). request() is what a sender
+// calls after queueing a message: it takes no lock, and it writes the
+// loop's event descriptor only when the loop is asleep and no wake is
+// already on its way, so a burst of sends costs one wake and a send while
+// the loop is awake costs none.
+//
+// Inline callbacks. Work that the loop thread would otherwise hand to a
+// dispatch worker (a connection's events, replies and barriers when its
+// queue is idle) can be deferred to the loop thread itself (defer()): it
+// runs once the current batch of events is handled, which saves a thread
+// switch per message. A callback is the application's code and may block
+// (even on the transport, by waiting for a reply), so the loop never runs
+// one while it must be polling: before running deferred work the thread
+// gives up the loop role and arms a guard timer (kTakeover). If the work is
+// still running when the timer fires, a standby thread takes the role and
+// polls, and the thread that ran the work becomes the standby (or ends)
+// when it returns. So a blocking callback delays the transport by at most
+// kTakeover once, and never deadlocks it.
 //
 // After any activity the loop keeps polling for kSpin before it sleeps:
 // the answer to a message just handled usually comes within that time, and
 // catching it without a wake-up saves a thread switch per hop (this
 // machine's wake-ups cost tens of microseconds).
 //
-// The thread starts on the first command and ends when no descriptor is
-// registered and no command or timer is pending; its epoll and event
-// descriptors are closed with it.
+// The threads start on the first command or request and end when no
+// descriptor is registered and no command, request, timer or deferred
+// callback is pending; the epoll, event and timer descriptors are closed
+// with them.
 //
-// Thread safety: post() may be called from any thread; add(), modify() and
-// remove() only on the loop thread (from an event or command). Lifetime: a
-// source is retained while it has a registration, a pending command or a
-// timer; a removed registration is released after the current batch of
-// events, so a later event of the same batch never reaches freed memory.
+// Thread safety: post() and request() may be called from any thread;
+// add(), modify(), remove() and defer() only by the thread holding the loop
+// role (from an event, a command or io_ready()). Lifetime: a source is
+// retained while it has a registration, a pending command, a pending
+// request or a timer; a removed registration is released after the current
+// batch of events, so a later event of the same batch never reaches freed
+// memory.
 
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <vector>
@@ -37,16 +59,29 @@ class IoSource {
   virtual void io_event(int fd, uint32_t events) noexcept = 0;
   // A command posted to the source.
   virtual void io_command(uint32_t command) noexcept = 0;
+  // The work asked for with IoLoop::request(): runs once per request, and
+  // a request made while it runs makes it run again.
+  virtual void io_ready() noexcept {}
   virtual void io_retain() noexcept = 0;
   virtual void io_release() noexcept = 0;
 
  protected:
   ~IoSource() = default;
+
+ private:
+  friend class IoLoop;
+  // The request list (a lock-free stack) links sources through here.
+  IoSource* ready_next_ = nullptr;
+  // Set from request() until the loop takes the source off the list.
+  std::atomic<bool> ready_queued_{false};
 };
 
 class IoLoop {
  public:
   static constexpr std::chrono::microseconds kSpin{50};
+  static constexpr std::chrono::milliseconds kTakeover{2};
+
+  using DeferredWork = void (*)(void* context);
 
   static IoLoop& shared() noexcept;
 
@@ -55,11 +90,21 @@ class IoLoop {
   void post(IoSource* source, uint32_t command,
             std::chrono::nanoseconds delay = std::chrono::nanoseconds::zero()) noexcept;
 
-  // Loop thread only. add() returns false when epoll refuses.
+  // Has `source->io_ready()` run on the loop thread soon. Lock-free and
+  // allocation-free; at most one event-descriptor write per burst, none
+  // while the loop is awake. Safe on a real-time thread.
+  void request(IoSource* source) noexcept;
+
+  // Loop role only. add() returns false when epoll refuses.
   bool add(int fd, uint32_t events, IoSource* source) noexcept;
   void modify(int fd, uint32_t events, IoSource* source) noexcept;
   void remove(int fd, IoSource* source) noexcept;
+  // Loop role only: runs `work(context)` on this thread once the current
+  // batch is handled, with the loop role given up (see above). False when
+  // it cannot be queued; the caller then runs it some other way.
+  bool defer(DeferredWork work, void* context) noexcept;
 
+  // True on the thread holding the loop role, outside deferred work.
   bool on_loop_thread() const noexcept;
 
  private:
@@ -72,24 +117,70 @@ class IoLoop {
     uint32_t command;
     std::chrono::steady_clock::time_point due;
   };
+  struct Deferred {
+    DeferredWork work;
+    void* context;
+  };
 
   IoLoop() = default;
   bool start_locked() noexcept;
-  static void* thread_main(void* loop);
-  void run() noexcept;
-  // Moves due commands out; returns the wait before the next timer, or -1.
+  // Starts a transport thread that leads (takes the role) or stands by.
+  bool spawn_locked(bool leader) noexcept;
+  static void* leader_main(void* loop);
+  static void* standby_main(void* loop);
+  // The life of one transport thread: leads while it holds the role, stands
+  // by (at most one thread does) or ends otherwise.
+  void thread_body(bool leading) noexcept;
+  // Leads until the loop ends (returns true) or the role went to the
+  // standby while this thread ran deferred work (returns false).
+  bool lead() noexcept;
+  // Runs the deferred work with the role given up; true when the role
+  // could be taken back.
+  bool run_deferred() noexcept;
+  // Waits on the guard timer for the role; false when the loop ends.
+  bool stand_by() noexcept;
+  // Called with mutex_ held and the role: ends the loop if nothing is left
+  // to do. Returns true when it ended.
+  bool end_if_idle(std::unique_lock<std::mutex>& lock) noexcept;
+  // Runs the requested io_ready() calls; false when there were none.
+  bool run_requests() noexcept;
+  // Writes the event descriptor if the loop sleeps and no wake is on its
+  // way. Returns false when no transport thread runs (nothing written).
+  bool wake() noexcept;
+  // The wait before the next command is due (0: one is due), or -1.
+  int command_timeout() noexcept;
+  void arm_guard(bool armed) noexcept;
+  // Moves due commands out; returns how many.
   int take_due_commands(std::vector<Command>& due) noexcept;
+  static void set_leading(bool leading) noexcept;
   Registration* find(int fd, IoSource* source) noexcept;
   void release_retired() noexcept;
 
   std::mutex mutex_;
-  std::vector<Command> commands_;
-  bool running_ = false;
+  std::condition_variable changed_;  // mutex_: the standby ended
+  std::vector<Command> commands_;    // mutex_
+  bool running_ = false;             // mutex_: a generation of threads runs
+  bool stopping_ = false;            // mutex_: the standby must end
+  bool standby_ = false;             // mutex_: a thread stands by
   int epoll_fd_ = -1;
-  int wake_fd_ = -1;
-  // Loop thread only.
+  int guard_fd_ = -1;  // timerfd that hands the role to the standby
+  // The event descriptor senders write; -1 while no thread runs. Writers
+  // count themselves in wake_users_ so it is never closed under them.
+  std::atomic<int> wake_fd_{-1};
+  std::atomic<int> wake_users_{0};
+  // The loop is blocked in epoll_wait (or about to be).
+  std::atomic<bool> sleeping_{false};
+  // A wake has been written and not read back yet.
+  std::atomic<bool> wake_pending_{false};
+  std::atomic<IoSource*> ready_head_{nullptr};
+  // The role: held by the thread that polls.
+  std::mutex role_;
+  // Loop role only.
   std::vector<Registration*> registrations_;
   std::vector<Registration*> retired_;
+  std::vector<Deferred> deferred_;
+  // mutex_: threads running deferred work with the role given up.
+  int in_deferred_ = 0;
 };
 
 }  // namespace harlune::xpc

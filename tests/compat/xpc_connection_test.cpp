@@ -30,6 +30,7 @@ using harlune::test::ScopedServiceFolder;
 using harlune::test::send_and_wait;
 using harlune::test::service_name;
 using harlune::test::start_listener;
+using harlune::test::transport_threads;
 using harlune::test::wait_bounded;
 
 xpc_connection_t make_listener(bool named, const std::string& name) {
@@ -605,23 +606,6 @@ TEST(XpcConnection, SecondListenerOfANameIsInvalid) {
   xpc_release(client);
   xpc_connection_cancel(first);
   xpc_release(first);
-}
-
-// Threads named like the transport's, in this process.
-int transport_threads() {
-  int count = 0;
-  if (DIR* tasks = opendir("/proc/self/task")) {
-    while (dirent* task = readdir(tasks)) {
-      char name[32] = {};
-      const std::string path = std::string("/proc/self/task/") + task->d_name + "/comm";
-      if (FILE* comm = std::fopen(path.c_str(), "r")) {
-        count += std::fgets(name, sizeof name, comm) != nullptr && std::strncmp(name, "xpc.io", 6) == 0 ? 1 : 0;
-        std::fclose(comm);
-      }
-    }
-    closedir(tasks);
-  }
-  return count;
 }
 
 TEST(XpcConnection, TransportThreadEndsOnceNothingIsOpen) {

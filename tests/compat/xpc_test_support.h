@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -305,6 +306,23 @@ inline bool service_published(const ScopedServiceFolder& folder, const std::stri
     close(fd);
     return accepted;
   });
+}
+
+// Threads named like the transport's, in this process.
+inline int transport_threads() {
+  int count = 0;
+  if (DIR* tasks = opendir("/proc/self/task")) {
+    while (dirent* task = readdir(tasks)) {
+      char name[32] = {};
+      const std::string path = std::string("/proc/self/task/") + task->d_name + "/comm";
+      if (FILE* comm = std::fopen(path.c_str(), "r")) {
+        count += std::fgets(name, sizeof name, comm) != nullptr && std::strncmp(name, "xpc.io", 6) == 0 ? 1 : 0;
+        std::fclose(comm);
+      }
+    }
+    closedir(tasks);
+  }
+  return count;
 }
 
 }  // namespace harlune::test
