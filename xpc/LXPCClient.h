@@ -25,10 +25,11 @@
 // The list is changed only with both held and read with either, so a
 // change is atomic for the look-ups (a duplicate test and the insertion
 // that follows it happen under one mtxChanges), and two replacements of one
-// name never interleave. A new connection gets its event handler while it
-// is still suspended, is listed, and is resumed only then: its first error
-// event already finds it by handle, and a Disconnect, waiting for
-// mtxChanges, never destroys a connection whose set-up is unfinished.
+// name never interleave. A new connection (a listener's peer included) gets
+// its event handler while it is still suspended, is listed, and is resumed
+// only then: its first error event already finds it by handle, and a
+// Disconnect, waiting for mtxChanges, never destroys a connection whose
+// set-up is unfinished.
 #ifndef HARLUNE_XPC_LXPCCLIENT_H
 #define HARLUNE_XPC_LXPCCLIENT_H
 

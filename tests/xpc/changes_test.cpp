@@ -12,15 +12,30 @@ namespace harlune::test {
 namespace {
 
 using K = LSeenEvent;
-using XPCChangesTest = LXPCFixture;
+// A listener client with an endpoint, and a sender client without
+// connections yet.
+class XPCChangesTest : public LXPCFixture {
+protected:
+    void Pair() {
+        m_nListener = NewClient(&m_listenerNotify);
+        m_nSender = NewClient(&m_senderNotify);
+        m_endpoint = LXPCClientManager::CreateEndPoint(m_nListener, "Peer", 1);
+        ASSERT_NE(m_endpoint, nullptr);
+    }
+    void TearDown() override {
+        LXPCFixture::TearDown();
+        if (m_endpoint != nullptr) {
+            xpc_release(m_endpoint);
+        }
+    }
+
+    LRecordingNotify m_listenerNotify, m_senderNotify;
+    int m_nListener = 0, m_nSender = 0;
+    xpc_object_t m_endpoint = nullptr;
+};
 
 TEST_F(XPCChangesTest, RacingMakersOfOneNameGetExactlyOneConnection) {
-    LRecordingNotify listenerNotify, senderNotify;
-    LDestroyClientsAtScopeEnd cleanup;
-    const int nListener = NewClient(&listenerNotify);
-    const int nSender = NewClient(&senderNotify);
-    xpc_object_t endpoint = LXPCClientManager::CreateEndPoint(nListener, "Peer", 1);
-    ASSERT_NE(endpoint, nullptr);
+    ASSERT_NO_FATAL_FAILURE(Pair());
     constexpr int kThreads = 4;
     for (int round = 0; round < 25; ++round) {
         std::atomic<int> nReady{0};
@@ -33,8 +48,8 @@ TEST_F(XPCChangesTest, RacingMakersOfOneNameGetExactlyOneConnection) {
                     std::this_thread::yield();
                 }
                 // Both ways of making a named connection obey the one rule.
-                const bool bMade = t % 2 == 0 ? LXPCClientManager::ConnectEndPoint(nSender, "Same", 1, endpoint)
-                                              : LXPCClientManager::Connect(nSender, "same", 1, true);
+                const bool bMade = t % 2 == 0 ? LXPCClientManager::ConnectEndPoint(m_nSender, "Same", 1, m_endpoint)
+                                              : LXPCClientManager::Connect(m_nSender, "same", 1, true);
                 nMade += bMade ? 1 : 0;
             });
         }
@@ -42,54 +57,47 @@ TEST_F(XPCChangesTest, RacingMakersOfOneNameGetExactlyOneConnection) {
             t.join();
         }
         ASSERT_EQ(nMade.load(), 1) << "round " << round;
-        ASSERT_EQ(LXPCClientManager::GetClient(nSender)->lConnections.Count(), 1u);
-        LXPCClientManager::Disconnect(nSender, "Same", 1);
-        ASSERT_FALSE(LXPCClientManager::IsConnectionValid(nSender, "Same", 1));
+        ASSERT_EQ(LXPCClientManager::GetClient(m_nSender)->lConnections.Count(), 1u);
+        LXPCClientManager::Disconnect(m_nSender, "Same", 1);
+        ASSERT_FALSE(LXPCClientManager::IsConnectionValid(m_nSender, "Same", 1));
     }
-    xpc_release(endpoint);
 }
 
 TEST_F(XPCChangesTest, ReplacingAConnectionUnderRunningSendersIsSilentAndKeepsDelivering) {
-    LRecordingNotify listenerNotify, senderNotify;
-    LDestroyClientsAtScopeEnd cleanup;
-    const int nListener = NewClient(&listenerNotify);
-    const int nSender = NewClient(&senderNotify);
-    xpc_object_t endpoint = LXPCClientManager::CreateEndPoint(nListener, "Peer", 1);
-    ASSERT_NE(endpoint, nullptr);
-    ASSERT_TRUE(LXPCClientManager::ConnectEndPoint(nSender, "App", 1, endpoint));
+    ASSERT_NO_FATAL_FAILURE(Pair());
+    ASSERT_TRUE(LXPCClientManager::ConnectEndPoint(m_nSender, "App", 1, m_endpoint));
     std::atomic<bool> bStop{false};
     std::vector<std::thread> arSenders;
     for (int t = 0; t < 2; ++t) {
         // As the IO thread does: ask, then send on what the look-up finds.
         arSenders.emplace_back([&] {
             while (!bStop.load()) {
-                if (LXPCClientManager::IsConnectionValid(nSender, "App", 1)) {
+                if (LXPCClientManager::IsConnectionValid(m_nSender, "App", 1)) {
                     LList<LXPCDataListable> list;
-                    LXPCClientManager::SendMessage(nSender, "App", 1, One(list, "PING", 1), false);
+                    LXPCClientManager::SendMessage(m_nSender, "App", 1, One(list, "PING", 1), false);
                 }
             }
         });
     }
     for (int round = 0; round < 40; ++round) {
-        LXPCClientManager::Disconnect(nSender, "App", 1);
-        ASSERT_TRUE(LXPCClientManager::ConnectEndPoint(nSender, "App", 1, endpoint)) << "round " << round;
+        LXPCClientManager::Disconnect(m_nSender, "App", 1);
+        ASSERT_TRUE(LXPCClientManager::ConnectEndPoint(m_nSender, "App", 1, m_endpoint)) << "round " << round;
         if (round % 4 == 0) {
-            LXPCClientManager::Suspend(nSender, "App", 1);
-            LXPCClientManager::Resume(nSender, "App", 1);
+            LXPCClientManager::Suspend(m_nSender, "App", 1);
+            LXPCClientManager::Resume(m_nSender, "App", 1);
         }
     }
     // The last connection carries messages: wait for one sent after it was made.
-    const std::size_t nBefore = listenerNotify.Count(K::Message);
-    EXPECT_TRUE(listenerNotify.WaitFor(K::Message, nBefore + 1));
+    const std::size_t nBefore = m_listenerNotify.Count(K::Message);
+    EXPECT_TRUE(m_listenerNotify.WaitFor(K::Message, nBefore + 1));
     bStop = true;
     for (std::thread& t : arSenders) {
         t.join();
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     // Every replaced connection was silenced before it was cancelled.
-    EXPECT_EQ(senderNotify.Count(K::Error), 0u);
-    EXPECT_EQ(LXPCClientManager::GetClient(nSender)->lConnections.Count(), 1u);
-    xpc_release(endpoint);
+    EXPECT_EQ(m_senderNotify.Count(K::Error), 0u);
+    EXPECT_EQ(LXPCClientManager::GetClient(m_nSender)->lConnections.Count(), 1u);
 }
 
 } // namespace

@@ -13,7 +13,8 @@ using PluginLinkLockTest = LXPCFixture;
 
 // Hands the plug-in an endpoint the way the helper service does.
 void OfferEndpoint(LVADPluginXPCClient* pPlugin, xpc_object_t endpoint) {
-    const LXPCData value("SEND_ENDPOINT", kLXPCDataTypeValue, static_cast<long>(reinterpret_cast<std::intptr_t>(endpoint)));
+    const LXPCData value("SEND_ENDPOINT", kLXPCDataTypeValue,
+                         static_cast<long>(reinterpret_cast<std::intptr_t>(endpoint)));
     pPlugin->EvMessageReceived(0, 0, &value, 1);
 }
 
