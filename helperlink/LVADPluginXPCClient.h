@@ -31,12 +31,36 @@
 //
 // Threads and locks: the operations are called from the audio server's
 // control threads, the device's IO thread and (through the notify
-// callbacks) XPC queues, all at once. The send path takes only the client
-// manager's and the client's look-up locks. Replacing the application
-// connection and the held endpoint are serialised by mtxApp, which is never
-// taken on the IO path nor under the driver's StateMutex. GetInstance()
-// makes the singleton without a lock: its first call is in the driver's
-// Initialize, before IO or XPC events can reach it.
+// callbacks) XPC queues, all at once. GetInstance() makes the singleton
+// without a lock: its first call is in the driver's Initialize, before IO
+// or XPC events can reach it.
+//
+// The IO cycle (IsAppConnected, then SendAudioData) takes these locks, in
+// this order, each one released before the next is taken:
+//   1. the client manager's mtxClients, to find and pin the newest client
+//      (twice: once per call). Every manager call on any thread takes it,
+//      as do Create and Destroy; its holders only walk the registry (one
+//      client per Connect), link or unlink one client or count a pin.
+//      Clients are made before it is taken and disconnected and deleted
+//      after it is released.
+//   2. that client's mtxConnections, to find EndPointConnection (again
+//      once per call; the send takes a reference on the platform connection
+//      under it and sends after releasing it). ConnectionHandle (on XPC
+//      queues) and every connection change take it too, but only to walk
+//      the client's few records or to link or unlink one: platform
+//      connections are made, set up, cancelled and released outside it.
+//   3. the platform connection's own lock, inside the send and the barrier
+//      that follows it, which queue the message and return.
+// Building the message allocates, so the allocator's own short locks come
+// on top. None of these is held across an allocation, a system call or a
+// callback by anyone else, so the IO thread never waits behind slow work.
+// Not taken on the IO path: mtxApp, which serialises replacing the
+// application connection and the held endpoint (ConnectToApp, Recover,
+// TakeEndpoints) and is held across disconnecting and connecting; the
+// client's mtxChanges, which orders connection changes; the message
+// layer's handler gate; and the driver's StateMutex, under which mtxApp is
+// never taken either. The plug-in never destroys its clients while the
+// process runs, so the IO thread's unpin never deletes one.
 #ifndef HARLUNE_HELPERLINK_LVADPLUGINXPCCLIENT_H
 #define HARLUNE_HELPERLINK_LVADPLUGINXPCCLIENT_H
 

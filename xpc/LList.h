@@ -74,6 +74,14 @@ public:
         return p;
     }
 
+    // Exchanges the elements of two lists, order kept: lets an owner take a
+    // whole list out from under its lock in constant time.
+    void Swap(LList& other) {
+        T* p = m_pHead;
+        m_pHead = other.m_pHead;
+        other.m_pHead = p;
+    }
+
     void Clear() {
         while (T* p = TakeHead()) {
             delete p;

@@ -128,6 +128,11 @@ void LXPCBase::SendReply(long connection, long message, const LList<LXPCDataList
 }
 
 void LXPCBase::SetupConnectionHandlerAndResume(LXPCConnection& connection) {
+    SetupConnectionHandler(connection);
+    connection.Resume();
+}
+
+void LXPCBase::SetupConnectionHandler(LXPCConnection& connection) {
     if (!connection.IsValid()) {
         return;
     }
@@ -141,7 +146,6 @@ void LXPCBase::SetupConnectionHandlerAndResume(LXPCConnection& connection) {
           pBase->Deliver(event, false, hConnection);
       }
     });
-    connection.Resume();
 }
 
 void LXPCBase::Deliver(xpc_object_t event, bool bReply, xpc_connection_t hOwn) {

@@ -45,6 +45,9 @@ public:
     // Answers a received message that expects a reply; does nothing for one
     // that does not (the platform gives no reply object then).
     void SendReply(long connection, long message, const LList<LXPCDataListable>& values);
+    // Installs this base's event handler; a suspended connection delivers
+    // nothing until it is resumed.
+    void SetupConnectionHandler(LXPCConnection& connection);
     // Installs this base's event handler and resumes the connection if it is suspended.
     void SetupConnectionHandlerAndResume(LXPCConnection& connection);
     // Parts from the notify for good: shuts every handler out (waiting for

@@ -29,6 +29,11 @@ LXPCConnectionClient* LXPCClient::Find(const char* szName, unsigned long index) 
     return nullptr;
 }
 
+void LXPCClient::Insert(LXPCConnectionClient* pRecord) {
+    std::lock_guard<std::mutex> lock(mtxConnections);
+    lConnections.Add(pRecord);
+}
+
 bool LXPCClient::Adopt(xpc_connection_t hConnection, const char* szName, unsigned long index,
                        bool bTakeOwnReference) {
     auto* pRecord = new (std::nothrow) LXPCConnectionClient(szName, index);
@@ -46,14 +51,20 @@ bool LXPCClient::Adopt(xpc_connection_t hConnection, const char* szName, unsigne
     } else {
         pRecord->nRetainCount = 1; // the reference from creation
     }
-    lConnections.Add(pRecord);
-    SetupConnectionHandlerAndResume(*pRecord);
+    // Still suspended: the handler sees nothing before the record is
+    // listed, and every event after finds it.
+    SetupConnectionHandler(*pRecord);
+    Insert(pRecord);
+    pRecord->Resume();
     return true;
 }
 
 bool LXPCClient::Connect(const char* szName, unsigned long index, bool bMachService) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
-    if (szName == nullptr || Find(szName, index) != nullptr) {
+    if (szName == nullptr) {
+        return false;
+    }
+    std::lock_guard<std::recursive_mutex> changes(mtxChanges);
+    if (Find(szName, index) != nullptr) {
         return false;
     }
     xpc_connection_t hConnection = bMachService ? xpc_connection_create_mach_service(szName, nullptr, 0)
@@ -62,10 +73,12 @@ bool LXPCClient::Connect(const char* szName, unsigned long index, bool bMachServ
 }
 
 bool LXPCClient::ConnectEndPoint(const char* szName, unsigned long index, xpc_object_t endpoint) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
     // Only an endpoint may be handed to the connection call.
-    if (szName == nullptr || endpoint == nullptr || xpc_get_type(endpoint) != XPC_TYPE_ENDPOINT ||
-        Find(szName, index) != nullptr) {
+    if (szName == nullptr || endpoint == nullptr || xpc_get_type(endpoint) != XPC_TYPE_ENDPOINT) {
+        return false;
+    }
+    std::lock_guard<std::recursive_mutex> changes(mtxChanges);
+    if (Find(szName, index) != nullptr) {
         return false;
     }
     xpc_connection_t hConnection = xpc_connection_create_from_endpoint(static_cast<xpc_endpoint_t>(endpoint));
@@ -73,8 +86,11 @@ bool LXPCClient::ConnectEndPoint(const char* szName, unsigned long index, xpc_ob
 }
 
 xpc_object_t LXPCClient::CreateEndPoint(const char* szName, unsigned long index) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
-    if (szName == nullptr || Find(szName, index) != nullptr) {
+    if (szName == nullptr) {
+        return nullptr;
+    }
+    std::lock_guard<std::recursive_mutex> changes(mtxChanges);
+    if (Find(szName, index) != nullptr) {
         return nullptr;
     }
     xpc_connection_t hListener = xpc_connection_create(nullptr, nullptr);
@@ -101,6 +117,8 @@ xpc_object_t LXPCClient::CreateEndPoint(const char* szName, unsigned long index)
     // The listener keeps its own copy of the name: the caller's may not
     // outlive it. Peers are adopted only when they are connections; the
     // listener's error events (its cancellation, for one) are not peers.
+    // A peer that connects before the listener's record is listed waits
+    // for mtxChanges, so the peers still come after the listener.
     auto pName = std::make_shared<std::string>(szName);
     auto pReference = std::make_shared<LXPCGateReference>(Gate());
     xpc_connection_set_event_handler(hListener, ^(xpc_object_t event) {
@@ -109,7 +127,7 @@ xpc_object_t LXPCClient::CreateEndPoint(const char* szName, unsigned long index)
       }
       LXPCGateScope scope(pReference->Gate());
       if (auto* pClient = static_cast<LXPCClient*>(scope.Base())) {
-          std::lock_guard<std::recursive_mutex> peerLock(pClient->mtxConnections);
+          std::lock_guard<std::recursive_mutex> changes(pClient->mtxChanges);
           pClient->Adopt(static_cast<xpc_connection_t>(event), pName->c_str(), index, true);
       }
     });
@@ -120,43 +138,56 @@ xpc_object_t LXPCClient::CreateEndPoint(const char* szName, unsigned long index)
     // cancels and frees the listener; left at no reference, every endpoint
     // ever published would stay allocated for the life of the process.
     pRecord->nRetainCount = 1;
-    lConnections.Add(pRecord);
+    Insert(pRecord);
     return endpoint;
 }
 
 void LXPCClient::Disconnect(const char* szName, unsigned long index) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
-    if (LXPCConnectionClient* pRecord = Find(szName, index)) {
-        lConnections.Remove(pRecord);
+    std::lock_guard<std::recursive_mutex> changes(mtxChanges);
+    LXPCConnectionClient* pRecord = Find(szName, index);
+    if (pRecord == nullptr) {
+        return;
     }
+    {
+        std::lock_guard<std::mutex> lock(mtxConnections);
+        lConnections.Unlink(pRecord);
+    }
+    // Unlisted, so no look-up reaches it: silencing its handler, cancelling
+    // and releasing the connection happen without the look-up lock.
+    delete pRecord;
 }
 
 void LXPCClient::DisconnectAll() {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
-    lConnections.Clear();
+    std::lock_guard<std::recursive_mutex> changes(mtxChanges);
+    LList<LXPCConnectionClient> lTaken;
+    {
+        std::lock_guard<std::mutex> lock(mtxConnections);
+        lConnections.Swap(lTaken);
+    }
+    lTaken.Clear(); // newest first, as the list was
 }
 
 void LXPCClient::Suspend(const char* szName, unsigned long index) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
+    std::lock_guard<std::recursive_mutex> changes(mtxChanges);
     if (LXPCConnectionClient* pRecord = Find(szName, index)) {
         pRecord->Suspend();
     }
 }
 
 void LXPCClient::Resume(const char* szName, unsigned long index) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
+    std::lock_guard<std::recursive_mutex> changes(mtxChanges);
     if (LXPCConnectionClient* pRecord = Find(szName, index)) {
         pRecord->Resume();
     }
 }
 
 bool LXPCClient::IsConnectionValid(const char* szName, unsigned long index) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
+    std::lock_guard<std::mutex> lock(mtxConnections);
     return Find(szName, index) != nullptr;
 }
 
 long LXPCClient::ConnectionHandle(const char* szName, unsigned long index) {
-    std::lock_guard<std::recursive_mutex> lock(mtxConnections);
+    std::lock_guard<std::mutex> lock(mtxConnections);
     LXPCConnectionClient* pRecord = Find(szName, index);
     return pRecord == nullptr ? 0 : static_cast<long>(reinterpret_cast<std::intptr_t>(pRecord->hConnection));
 }
@@ -165,7 +196,7 @@ void LXPCClient::SendMessage(const char* szName, unsigned long index, const LLis
                              bool bWithReply) {
     xpc_connection_t hConnection = nullptr;
     {
-        std::lock_guard<std::recursive_mutex> lock(mtxConnections);
+        std::lock_guard<std::mutex> lock(mtxConnections);
         LXPCConnectionClient* pRecord = Find(szName, index);
         if (pRecord == nullptr || !pRecord->IsValid()) {
             return;

@@ -9,11 +9,27 @@
 // "AnonymousConnection", index 0, and freed when that record goes).
 //
 // Thread safety: every operation may be called from any thread, and the
-// listener's handler adds peers from a platform queue. The connection list
-// is guarded by the client's own recursive mutex, held for list changes and
-// look-ups only; a send retains the platform connection under the lock and
-// sends after releasing it, so a concurrent Disconnect never frees what a
-// send is using, and two replacements of one name never interleave.
+// listener's handler adds peers from a platform queue. Two locks:
+//   - mtxConnections guards the list for the look-ups (IsConnectionValid,
+//     ConnectionHandle, SendMessage), which the audio IO thread makes every
+//     cycle. Whoever holds it only walks the list, links or unlinks one
+//     record, or takes a reference on a handle: no allocation, no platform
+//     call, no callback. A send retains the platform connection under it
+//     and sends after releasing it, so a concurrent Disconnect never frees
+//     what a send is using.
+//   - mtxChanges serialises the operations that change connections
+//     (Connect, ConnectEndPoint, CreateEndPoint, the listener's adoption of
+//     peers, Disconnect, DisconnectAll, Suspend, Resume). They make, set up,
+//     resume, cancel and release platform connections under it, which may
+//     take a while, but never under mtxConnections; look-ups never take it.
+// The list is changed only with both held and read with either, so a
+// change is atomic for the look-ups (a duplicate test and the insertion
+// that follows it happen under one mtxChanges), and two replacements of one
+// name never interleave. A new connection (a listener's peer included) gets
+// its event handler while it is still suspended, is listed, and is resumed
+// only then: its first error event already finds it by handle, and a
+// Disconnect, waiting for mtxChanges, never destroys a connection whose
+// set-up is unfinished.
 #ifndef HARLUNE_XPC_LXPCCLIENT_H
 #define HARLUNE_XPC_LXPCCLIENT_H
 
@@ -58,13 +74,19 @@ public:
     void SendMessage(const char* szName, unsigned long index, const LXPCData* values, unsigned long count,
                      bool bWithReply);
 
-    LList<LXPCConnectionClient> lConnections; // newest first; guarded by mtxConnections
+    LList<LXPCConnectionClient> lConnections; // newest first; changed under both locks, read under either
 
 private:
-    LXPCConnectionClient* Find(const char* szName, unsigned long index); // caller holds mtxConnections
+    // The newest record of (name, index); the caller holds either lock.
+    LXPCConnectionClient* Find(const char* szName, unsigned long index);
+    // Makes a record of hConnection, sets it up, lists it and resumes it.
+    // The caller holds mtxChanges and has tested for a duplicate.
     bool Adopt(xpc_connection_t hConnection, const char* szName, unsigned long index, bool bTakeOwnReference);
+    // Lists a record set up beforehand, under mtxConnections for the list work only.
+    void Insert(LXPCConnectionClient* pRecord);
 
-    std::recursive_mutex mtxConnections;
+    std::recursive_mutex mtxChanges; // serialises connection changes; never taken by a look-up
+    std::mutex mtxConnections;       // guards the list for look-ups; held for list work only
 };
 
 #endif

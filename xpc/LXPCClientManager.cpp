@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <new>
-#include <vector>
 
 namespace {
 
@@ -26,28 +25,18 @@ void Unpin(LXPCClientListable* p) {
     }
 }
 
-// Unlinks every client (caller holds the lock) and returns them for
-// unpinning once the lock is released.
-std::vector<LXPCClientListable*> TakeAll() {
-    std::vector<LXPCClientListable*> ar;
-    while (LXPCClientListable* p = LXPCClientManager::lClients.TakeHead()) {
-        ar.push_back(p);
-    }
-    return ar;
-}
-
 void CloseRegistryAtExit() {
     LManagerLock lock;
     gbClosed = true;
 }
 
 void DeleteClientsAtExit() {
-    std::vector<LXPCClientListable*> ar;
+    LList<LXPCClientListable> lTaken;
     {
         LManagerLock lock;
-        ar = TakeAll();
+        LXPCClientManager::lClients.Swap(lTaken);
     }
-    for (LXPCClientListable* p : ar) {
+    while (LXPCClientListable* p = lTaken.TakeHead()) {
         Unpin(p);
     }
 }
@@ -84,18 +73,24 @@ __attribute__((constructor(102))) static void LXPCClientManagerStaticSetUp() {
 LXPCClientManager::LClientRef::~LClientRef() { Unpin(m_p); }
 
 int LXPCClientManager::Create(LXPCClientEventNotify* notify) {
-    LManagerLock lock;
-    if (gbClosed) {
-        return 0;
-    }
-    ++nClientCount;
-    const int id = static_cast<int>(static_cast<std::uint32_t>(nClientCount));
-    auto* p = new (std::nothrow) LXPCClientListable(notify, id);
+    // Made before the lock is taken, and without the notify, so a client
+    // refused below goes without touching the caller's notify.
+    auto* p = new (std::nothrow) LXPCClientListable(nullptr, 0);
     if (p == nullptr) {
         return 0;
     }
-    lClients.Add(p);
-    return id;
+    {
+        LManagerLock lock;
+        if (!gbClosed) {
+            ++nClientCount;
+            p->nID = static_cast<int>(static_cast<std::uint32_t>(nClientCount));
+            p->pNotify = notify;
+            lClients.Add(p);
+            return p->nID;
+        }
+    }
+    delete p;
+    return 0;
 }
 
 LXPCClient* LXPCClientManager::GetClient(int id) {
@@ -150,18 +145,20 @@ void LXPCClientManager::Destroy(int id) {
 }
 
 void LXPCClientManager::DestroyAll() {
-    std::vector<LXPCClientListable*> ar;
+    LList<LXPCClientListable> lTaken;
     {
         LManagerLock lock;
-        // Every connection goes first, so no client hears from a peer while
-        // the others are being deleted.
-        for (LXPCClientListable* p = lClients.Head(); p != nullptr; p = p->pNext) {
-            p->DisconnectAll();
-        }
-        ar = TakeAll();
+        lClients.Swap(lTaken);
         nClientCount = 0;
     }
-    for (LXPCClientListable* p : ar) {
+    // Every connection goes first, so no client hears from a peer while
+    // the others are being deleted. Outside the lock: cancelling platform
+    // connections is slow next to the look-ups that wait for it, and the
+    // clients are unregistered already, so no look-up finds them.
+    for (LXPCClientListable* p = lTaken.Head(); p != nullptr; p = LList<LXPCClientListable>::Next(p)) {
+        p->DisconnectAll();
+    }
+    while (LXPCClientListable* p = lTaken.TakeHead()) {
         p->DetachNotify();
         Unpin(p);
     }

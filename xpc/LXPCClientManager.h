@@ -3,8 +3,11 @@
 //
 // Client code never holds a client: it creates one with its notify, keeps
 // the id and calls every operation through the manager, which finds the
-// client under mtxClients (a recursive mutex, held for look-ups and
-// registry changes only) and runs the operation with the lock released.
+// client under mtxClients and runs the operation with the lock released.
+// mtxClients (a recursive mutex) is taken by every forwarder, the audio IO
+// thread's included, so whoever holds it only walks the registry, links or
+// unlinks one client, or counts a pin: clients are made before it is taken
+// and disconnected and deleted after it is released.
 // Ids start at 1 and grow with every Create; Destroy does not reuse them;
 // DestroyAll starts again at 1. Id 0 names no client.
 //
