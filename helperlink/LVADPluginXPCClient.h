@@ -49,8 +49,11 @@
 //      queues) and every connection change take it too, but only to walk
 //      the client's few records or to link or unlink one: platform
 //      connections are made, set up, cancelled and released outside it.
-//   3. the platform connection's own lock, inside the send and the barrier
-//      that follows it, which queue the message and return.
+//   3. the platform connection's send-queue lock, inside the send and the
+//      barrier that follows it, which append to the queue and return; the
+//      transport thread takes it only to take the whole queue at once, and
+//      it inherits priority, so a preempted holder cannot keep the IO
+//      thread waiting.
 // Building the message allocates, so the allocator's own short locks come
 // on top. None of these is held across an allocation, a system call or a
 // callback by anyone else, so the IO thread never waits behind slow work.
