@@ -20,31 +20,48 @@ int32_t LExceptionHandlerInstaller::LMachExceptionHandlerInstall() {
     if (nResult != KERN_SUCCESS) return nResult;
     const int nCreated = pthread_create(&hThread, nullptr, LMachExceptionHandlerThread, this);
     bThreadStarted = nCreated == 0;
+    nThreadProcess = getpid();
     return nCreated;
 }
 
-void* LExceptionHandlerInstaller::LMachExceptionHandlerThread(void* pInstaller) {
-    if (pInstaller == nullptr) return nullptr;
-    auto* self = static_cast<LExceptionHandlerInstaller*>(pInstaller);
+namespace {
+
+// Receives and serves the one exception; see LMachExceptionHandlerThread.
+void ServeOneException(LExceptionHandlerInstaller* self) {
     auto* pRequest = reinterpret_cast<mach_msg_header_t*>(self->arRequest);
     auto* pReply = reinterpret_cast<mach_msg_header_t*>(self->arReply);
     if (mach_msg(pRequest, MACH_RCV_MSG | MACH_RCV_INTERRUPT, 0, kLMachExcRequestSize, self->nExceptionPort,
                  MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL) != MACH_MSG_SUCCESS) {
-        return nullptr;
+        return;
     }
-    if (!mach_exc_server(pRequest, pReply)) return nullptr; // unknown id: no reply
+    if (!mach_exc_server(pRequest, pReply)) return; // unknown id: no reply
     mach_msg(pReply, MACH_SEND_MSG, pReply->msgh_size, 0, MACH_PORT_NULL, MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL);
+}
+
+} // namespace
+
+void* LExceptionHandlerInstaller::LMachExceptionHandlerThread(void* pInstaller) {
+    if (pInstaller == nullptr) return nullptr;
+    auto* self = static_cast<LExceptionHandlerInstaller*>(pInstaller);
+    ServeOneException(self);
+    // Nobody joins this thread, so it lets go of itself, unless the
+    // teardown has taken it over.
+    int nRunning = kThreadRunning;
+    if (self->nThreadState.compare_exchange_strong(nRunning, kThreadEnded)) pthread_detach(pthread_self());
     return nullptr;
 }
 
 LExceptionHandlerInstaller::~LExceptionHandlerInstaller() {
-    if (mach_port_deallocate(mach_task_self(), nExceptionPort) != KERN_SUCCESS) return;
-    if (bThreadStarted) {
-        pthread_cancel(hThread);
+    const bool bPortGone = mach_port_deallocate(mach_task_self(), nExceptionPort) == KERN_SUCCESS;
+    // A child made by fork() ends here too, without the thread (a fork
+    // copies only the forking thread): its handle names nothing there.
+    int nRunning = kThreadRunning;
+    if (bThreadStarted && nThreadProcess == getpid() &&
+        nThreadState.compare_exchange_strong(nRunning, kThreadTornDown)) {
+        if (bPortGone) pthread_cancel(hThread);
         // Nobody joins it: this runs while the process ends, and waiting
-        // there for a thread in a message wait is worth nothing. Detached,
-        // its end frees what it holds.
+        // there for a thread in a message wait is worth nothing.
         pthread_detach(hThread);
     }
-    nExceptionPort = MACH_PORT_NULL;
+    if (bPortGone) nExceptionPort = MACH_PORT_NULL;
 }

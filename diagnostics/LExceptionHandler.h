@@ -23,9 +23,11 @@
 
 #include "diagnostics/LMachExcServer.h"
 
+#include <atomic>
 #include <cstdint>
 
 #include <pthread.h>
+#include <unistd.h>
 
 class LExceptionHandlerInstaller {
 public:
@@ -56,6 +58,13 @@ public:
     alignas(8) uint8_t arReply[kLMachExcReplySize];     // the reply built for it
     pthread_t hThread{};                               // the handler thread (valid once started)
     bool bThreadStarted = false;                        // whether hThread names a thread
+    pid_t nThreadProcess = 0;                           // the process that started it (a forked child has no such thread)
+    // Who lets go of the thread: kThreadRunning until the thread ends
+    // (kThreadEnded: it detached itself) or the teardown comes first
+    // (kThreadTornDown: the teardown cancels and detaches it). Whoever
+    // changes it from kThreadRunning does the detaching, so it happens once.
+    enum : int { kThreadRunning, kThreadEnded, kThreadTornDown };
+    std::atomic<int> nThreadState{kThreadRunning};
 };
 
 extern LExceptionHandlerInstaller gLExceptionHandlerInstaller;

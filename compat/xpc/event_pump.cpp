@@ -218,7 +218,7 @@ void EventPump::submit(dispatch_queue_t queue) noexcept {
   // thread has handled its batch: that saves waking a worker per message.
   // A queue the application chose may hold its other work; it gets the
   // drain like any block.
-  if (queue == own_queue_ && IoLoop::shared().defer(&EventPump::drain_entry, this)) {
+  if (queue == own_queue_ && IoLoop::shared().defer(&EventPump::drain_inline_entry, this)) {
     dispatch_release(queue);
     return;
   }
@@ -227,11 +227,15 @@ void EventPump::submit(dispatch_queue_t queue) noexcept {
 }
 
 void EventPump::drain_entry(void* pump) {
-  static_cast<EventPump*>(pump)->drain();
+  static_cast<EventPump*>(pump)->drain(kBatch);
 }
 
-void EventPump::drain() noexcept {
-  for (unsigned ran = 0; ran < kBatch; ++ran) {
+void EventPump::drain_inline_entry(void* pump) {
+  static_cast<EventPump*>(pump)->drain(kInlineBatch);
+}
+
+void EventPump::drain(unsigned batch) noexcept {
+  for (unsigned ran = 0; ran < batch; ++ran) {
     Item item{};
     xpc_handler_t handler = nullptr;
     bool drained = false;

@@ -93,7 +93,12 @@ class EventPump {
     void* block;
     uint64_t bytes = 0;  // Events: what the event holds in memory.
   };
+  // Callbacks per drain before the queue is yielded to other work. A drain
+  // on the transport thread has its private queue to itself and takes
+  // more, so a burst is handled without handing the rest to a worker; the
+  // standby takes over the transport meanwhile if it runs long.
   static constexpr unsigned kBatch = 16;
+  static constexpr unsigned kInlineBatch = 512;
 
   void push(Item item) noexcept;
   // Returns the queue to submit a drain to (the caller then submits it), or
@@ -101,8 +106,9 @@ class EventPump {
   dispatch_queue_t claim_drain_locked() noexcept;
   void submit(dispatch_queue_t queue) noexcept;
   static void drain_entry(void* pump);
+  static void drain_inline_entry(void* pump);
   static void run_detached(void* item);
-  void drain() noexcept;
+  void drain(unsigned batch) noexcept;
   static void discard(Item& item) noexcept;
 
   PumpClient& client_;
