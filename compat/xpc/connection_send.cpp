@@ -107,7 +107,9 @@ void Connection::send_barrier(dispatch_block_t barrier) noexcept {
     Object* refusal = nullptr;
     switch (push(frame, &refusal)) {
       case Push::queued:
-        IoLoop::shared().request(this);
+        // Usually right behind a send: the transport thread, woken for that
+        // (or napping after it), takes the barrier without another wake.
+        IoLoop::shared().request(this, false);
         return;
       case Push::merged:
         destroy_frame(frame);

@@ -53,7 +53,7 @@ void IoLoop::post(IoSource* source, uint32_t command, std::chrono::nanoseconds d
   wake();
 }
 
-void IoLoop::request(IoSource* source) noexcept {
+void IoLoop::request(IoSource* source, bool urgent) noexcept {
   if (source->ready_queued_.exchange(true, std::memory_order_acq_rel)) {
     return;  // Still on the list: the run it waits for sees the new work.
   }
@@ -62,7 +62,7 @@ void IoLoop::request(IoSource* source) noexcept {
   do {
     source->ready_next_ = head;
   } while (!ready_head_.compare_exchange_weak(head, source, std::memory_order_seq_cst, std::memory_order_relaxed));
-  if (!wake()) {
+  if (!wake(urgent)) {
     // No thread, or the last one is deciding whether to end: it decides
     // under mutex_ and looks at the list first, so after this lock either
     // a thread runs that will see the request, or none does.
@@ -73,10 +73,11 @@ void IoLoop::request(IoSource* source) noexcept {
   }
 }
 
-bool IoLoop::wake() noexcept {
+bool IoLoop::wake(bool urgent) noexcept {
   wake_users_.fetch_add(1, std::memory_order_seq_cst);
   const int fd = wake_fd_.load(std::memory_order_seq_cst);
-  if (fd >= 0 && sleeping_.load(std::memory_order_seq_cst) &&
+  const int sleep = sleep_.load(std::memory_order_seq_cst);
+  if (fd >= 0 && (sleep == kSleeping || (urgent && sleep == kNapping)) &&
       !wake_pending_.exchange(true, std::memory_order_acq_rel)) {
     const uint64_t one = 1;
     ssize_t ignored = write(fd, &one, sizeof one);
@@ -221,6 +222,7 @@ bool IoLoop::lead() noexcept {
   epoll_event events[kEvents];
   std::vector<Command> due;
   auto spin_until = std::chrono::steady_clock::time_point::min();
+  bool nap_due = false;
   for (;;) {
     due.clear();
     bool worked = take_due_commands(due) > 0;
@@ -228,7 +230,10 @@ bool IoLoop::lead() noexcept {
       command.source->io_command(command.command);
       command.source->io_release();
     }
-    worked = run_requests() || worked;
+    if (run_requests()) {
+      worked = true;
+      nap_due = true;
+    }
     release_retired();
     if (!deferred_.empty()) {
       if (!run_deferred()) {
@@ -250,12 +255,19 @@ bool IoLoop::lead() noexcept {
     int timeout = 0;
     if (!spinning) {
       // Announced before the last look, so a sender either is seen here or
-      // sees the announcement and writes the event descriptor.
-      sleeping_.store(true, std::memory_order_seq_cst);
+      // sees the announcement and writes the event descriptor (a request
+      // that is not urgent is seen when the nap ends).
+      const bool napping = nap_due;
+      nap_due = false;
+      sleep_.store(napping ? kNapping : kSleeping, std::memory_order_seq_cst);
       timeout = ready_head_.load(std::memory_order_seq_cst) != nullptr ? 0 : command_timeout();
+      if (napping && timeout != 0) {
+        const int nap = static_cast<int>(kNap.count());
+        timeout = timeout < 0 ? nap : std::min(timeout, nap);
+      }
     }
     const int count = epoll_wait(epoll_fd_, events, kEvents, timeout);
-    sleeping_.store(false, std::memory_order_seq_cst);
+    sleep_.store(kAwake, std::memory_order_seq_cst);
     if (count < 0) {
       continue;  // EINTR
     }

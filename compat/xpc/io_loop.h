@@ -27,7 +27,10 @@
 // After any activity the loop keeps polling for kSpin before it sleeps:
 // the answer to a message just handled usually comes within that time, and
 // catching it without a wake-up saves a thread switch per hop (this
-// machine's wake-ups cost tens of microseconds).
+// machine's wake-ups cost tens of microseconds). After work that senders
+// asked for, it then naps for kNap before sleeping for good, so that what
+// a sender queues right behind a message (its barrier) is taken when the
+// nap ends instead of costing the sender a second wake.
 //
 // The threads start on the first command or request and end when no
 // descriptor is registered and no command, request, timer or deferred
@@ -80,6 +83,10 @@ class IoLoop {
  public:
   static constexpr std::chrono::microseconds kSpin{50};
   static constexpr std::chrono::milliseconds kTakeover{2};
+  // After the spin that follows its own requests' work, the loop naps for
+  // this long before it sleeps for good, so work asked for right behind
+  // the work it just did (a barrier after a send) needs no wake-up.
+  static constexpr std::chrono::milliseconds kNap{1};
 
   using DeferredWork = void (*)(void* context);
 
@@ -92,8 +99,10 @@ class IoLoop {
 
   // Has `source->io_ready()` run on the loop thread soon. Lock-free and
   // allocation-free; at most one event-descriptor write per burst, none
-  // while the loop is awake. Safe on a real-time thread.
-  void request(IoSource* source) noexcept;
+  // while the loop is awake. Safe on a real-time thread. A request that is
+  // not `urgent` (a barrier behind a message just sent) does not wake the
+  // loop from its nap either: the nap ends within kNap by itself.
+  void request(IoSource* source, bool urgent = true) noexcept;
 
   // Loop role only. add() returns false when epoll refuses.
   bool add(int fd, uint32_t events, IoSource* source) noexcept;
@@ -145,9 +154,10 @@ class IoLoop {
   bool end_if_idle(std::unique_lock<std::mutex>& lock) noexcept;
   // Runs the requested io_ready() calls; false when there were none.
   bool run_requests() noexcept;
-  // Writes the event descriptor if the loop sleeps and no wake is on its
-  // way. Returns false when no transport thread runs (nothing written).
-  bool wake() noexcept;
+  // Writes the event descriptor if the loop sleeps (or naps, when
+  // `urgent`) and no wake is on its way. Returns false when no transport
+  // thread runs (nothing written).
+  bool wake(bool urgent = true) noexcept;
   // The wait before the next command is due (0: one is due), or -1.
   int command_timeout() noexcept;
   void arm_guard(bool armed) noexcept;
@@ -169,8 +179,10 @@ class IoLoop {
   // count themselves in wake_users_ so it is never closed under them.
   std::atomic<int> wake_fd_{-1};
   std::atomic<int> wake_users_{0};
-  // The loop is blocked in epoll_wait (or about to be).
-  std::atomic<bool> sleeping_{false};
+  // Whether the loop is blocked in epoll_wait (or about to be), and for
+  // how long.
+  enum Sleep : int { kAwake, kNapping, kSleeping };
+  std::atomic<int> sleep_{kAwake};
   // A wake has been written and not read back yet.
   std::atomic<bool> wake_pending_{false};
   std::atomic<IoSource*> ready_head_{nullptr};

@@ -218,7 +218,7 @@ bool IoLoop::end_if_idle(std::unique_lock<std::mutex>& lock) noexcept {
   close(guard_fd_);
   epoll_fd_ = guard_fd_ = -1;
   running_ = false;
-  sleeping_.store(false, std::memory_order_seq_cst);
+  sleep_.store(kAwake, std::memory_order_seq_cst);
   wake_pending_.store(false, std::memory_order_seq_cst);
   return true;
 }
