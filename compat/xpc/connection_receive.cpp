@@ -140,7 +140,11 @@ bool Connection::parse_frames() noexcept {
 
 bool Connection::deliver(const wire::FrameHeader& header, Dictionary* message, uint64_t footprint) noexcept {
   if (header.kind == wire::kMessage) {
-    message->set_received(this, (header.flags & wire::kWantsReply) != 0 ? header.token : 0);
+    const bool wants_reply = (header.flags & wire::kWantsReply) != 0;
+    if (wants_reply) {
+      IoLoop::shared().keep_awake();  // Its handler usually answers soon.
+    }
+    message->set_received(this, wants_reply ? header.token : 0);
     if (!pump_.push_event(message, footprint)) {
       reading_paused_ = true;
       update_interest();

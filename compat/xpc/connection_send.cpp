@@ -184,6 +184,9 @@ void Connection::count_out(const OutgoingFrame* frame) noexcept {
 
 void Connection::absorb_incoming() noexcept {
   OutgoingFrame* frames = take_incoming();
+  if (frames == nullptr) {
+    return;
+  }
   while (frames != nullptr) {
     OutgoingFrame* frame = frames;
     frames = frame->next;
@@ -205,6 +208,10 @@ void Connection::absorb_incoming() noexcept {
       head_ = frame;
     }
     tail_ = frame;
+  }
+  if (tail_ != nullptr && tail_->barrier == nullptr) {
+    // Taken before the barrier that usually follows a send was queued.
+    IoLoop::shared().expect_follow_up();
   }
 }
 
@@ -291,6 +298,9 @@ Connection::Flush Connection::flush() noexcept {
           descriptors[descriptor_count++] = frame->descriptors[i];
         }
         attached[attached_count++] = frame;
+      }
+      if (frame->reply_token != 0) {
+        IoLoop::shared().keep_awake();  // Its reply usually follows soon.
       }
       vectors[vector_count].iov_base = frame->bytes + frame->written;
       vectors[vector_count].iov_len = frame->size - frame->written;

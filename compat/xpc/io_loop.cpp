@@ -223,16 +223,27 @@ bool IoLoop::lead() noexcept {
   std::vector<Command> due;
   auto spin_until = std::chrono::steady_clock::time_point::min();
   bool nap_due = false;
+  // Decides whether to spin after a round of work (see the header).
+  auto after_activity = [&](bool always) {
+    const auto now = std::chrono::steady_clock::now();
+    if (always || answer_expected_ || now - last_activity_ < kBurstGap) {
+      spin_until = now + kSpin;
+    }
+    answer_expected_ = false;
+    last_activity_ = now;
+  };
   for (;;) {
     due.clear();
     bool worked = take_due_commands(due) > 0;
+    const bool commanded = worked;
     for (const Command& command : due) {
       command.source->io_command(command.command);
       command.source->io_release();
     }
     if (run_requests()) {
       worked = true;
-      nap_due = true;
+      nap_due = nap_due || follow_up_expected_;
+      follow_up_expected_ = false;
     }
     release_retired();
     if (!deferred_.empty()) {
@@ -242,7 +253,7 @@ bool IoLoop::lead() noexcept {
       worked = true;
     }
     if (worked) {
-      spin_until = std::chrono::steady_clock::now() + kSpin;
+      after_activity(commanded);
       continue;  // That work may have asked for more.
     }
     if (registrations_.empty()) {
@@ -295,7 +306,7 @@ bool IoLoop::lead() noexcept {
       }
     }
     release_retired();
-    spin_until = std::chrono::steady_clock::now() + kSpin;
+    after_activity(false);
   }
 }
 

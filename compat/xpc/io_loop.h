@@ -24,13 +24,18 @@
 // when it returns. So a blocking callback delays the transport by at most
 // kTakeover once, and never deadlocks it.
 //
-// After any activity the loop keeps polling for kSpin before it sleeps:
-// the answer to a message just handled usually comes within that time, and
-// catching it without a wake-up saves a thread switch per hop (this
-// machine's wake-ups cost tens of microseconds). After work that senders
-// asked for, it then naps for kNap before sleeping for good, so that what
-// a sender queues right behind a message (its barrier) is taken when the
-// nap ends instead of costing the sender a second wake.
+// After activity that is likely to be followed by more, the loop keeps
+// polling for kSpin before it sleeps, catching what comes next without a
+// wake-up (this machine's wake-ups cost tens of microseconds): after a
+// command, after writing a request or reading a message that wants a
+// reply (the answer usually comes within that time; see keep_awake()),
+// and when work comes in bursts (less than kBurstGap after the previous).
+// Work that comes at the pace of an audio cycle (one-way sends every few
+// milliseconds) is not followed by spinning, which would only burn CPU.
+// When what senders queued ended with a message (its barrier, which
+// usually follows at once, was not there yet), the loop naps for kNap
+// before sleeping for good, so that the barrier is taken when the nap ends
+// instead of costing the sender a second wake (see expect_follow_up()).
 //
 // The threads start on the first command or request and end when no
 // descriptor is registered and no command, request, timer or deferred
@@ -82,6 +87,7 @@ class IoSource {
 class IoLoop {
  public:
   static constexpr std::chrono::microseconds kSpin{50};
+  static constexpr std::chrono::microseconds kBurstGap{200};
   static constexpr std::chrono::milliseconds kTakeover{2};
   // After the spin that follows its own requests' work, the loop naps for
   // this long before it sleeps for good, so work asked for right behind
@@ -101,7 +107,7 @@ class IoLoop {
   // allocation-free; at most one event-descriptor write per burst, none
   // while the loop is awake. Safe on a real-time thread. A request that is
   // not `urgent` (a barrier behind a message just sent) does not wake the
-  // loop from its nap either: the nap ends within kNap by itself.
+  // loop from a nap either: the nap ends within kNap by itself.
   void request(IoSource* source, bool urgent = true) noexcept;
 
   // Loop role only. add() returns false when epoll refuses.
@@ -115,6 +121,14 @@ class IoLoop {
 
   // True on the thread holding the loop role, outside deferred work.
   bool on_loop_thread() const noexcept;
+  // Loop role only: an answer is expected soon (a request was written, or
+  // a message that wants a reply was read), so the loop spins for kSpin
+  // after this round instead of sleeping at once.
+  void keep_awake() noexcept { answer_expected_ = true; }
+  // Loop role only: a sender is likely to queue more right away (a message
+  // was taken without the barrier that usually follows it), so the loop
+  // naps for kNap before it sleeps for good.
+  void expect_follow_up() noexcept { follow_up_expected_ = true; }
 
  private:
   struct Registration {
@@ -192,6 +206,9 @@ class IoLoop {
   std::vector<Registration*> registrations_;
   std::vector<Registration*> retired_;
   std::vector<Deferred> deferred_;
+  bool answer_expected_ = false;
+  bool follow_up_expected_ = false;
+  std::chrono::steady_clock::time_point last_activity_{};
   // mutex_: threads running deferred work with the role given up.
   int in_deferred_ = 0;
 };

@@ -181,8 +181,7 @@ enum class Wait { other_connection, reply };
 class XpcTransportBlockingHandler : public ::testing::TestWithParam<Wait> {};
 
 TEST_P(XpcTransportBlockingHandler, DoesNotStallTheTransport) {
-  RecordingService echo;  // Answers requests, for the reply case.
-  ScopedServiceFolder folder;
+  RecordingService echo;  // Answers requests, for the reply case; its folder serves both.
   const std::string name = service_name("blocking");
   dispatch_semaphore_t second_arrived = dispatch_semaphore_create(0);
   dispatch_semaphore_t first_done = dispatch_semaphore_create(0);
