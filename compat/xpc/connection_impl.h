@@ -4,8 +4,10 @@
 // Sending. send() encodes on the caller's thread, appends the frame to the
 // connection's incoming list and returns: the caller never writes to the
 // socket. It then asks the transport thread to run (IoLoop::request(),
-// which takes no lock and wakes that thread at most once per burst, and not
-// at all while it is awake). The transport thread moves the incoming
+// which takes no lock while a transport thread runs, and wakes that thread
+// at most once per burst and not at all while it is awake; only a sender
+// that finds no transport thread, none having anything to do since the
+// last connection closed, takes the loop's lock to start one). The transport thread moves the incoming
 // frames to its own send queue and writes them without blocking
 // (MSG_DONTWAIT), batching whatever is queued into one sendmsg; when the
 // socket is full it waits for it to drain (EPOLLOUT). Barriers are markers

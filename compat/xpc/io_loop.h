@@ -6,7 +6,8 @@
 // Sources (connections and listeners) register descriptors and receive
 // readiness events. Any thread may post them a command, or ask for a
 // source's io_ready() to run soon (request()). request() is what a sender
-// calls after queueing a message: it takes no lock, and it writes the
+// calls after queueing a message: it takes no lock while a transport
+// thread runs (starting one takes mutex_), and it writes the
 // loop's event descriptor only when the loop is asleep and no wake is
 // already on its way, so a burst of sends costs one wake and a send while
 // the loop is awake costs none.
@@ -104,8 +105,10 @@ class IoLoop {
             std::chrono::nanoseconds delay = std::chrono::nanoseconds::zero()) noexcept;
 
   // Has `source->io_ready()` run on the loop thread soon. Lock-free and
-  // allocation-free; at most one event-descriptor write per burst, none
-  // while the loop is awake. Safe on a real-time thread. A request that is
+  // allocation-free while a transport thread runs (only starting one, when
+  // none has had anything to do, takes mutex_); at most one
+  // event-descriptor write per burst, none while the loop is awake. Safe
+  // on a real-time thread. A request that is
   // not `urgent` (a barrier behind a message just sent) does not wake the
   // loop from a nap either: the nap ends within kNap by itself.
   void request(IoSource* source, bool urgent = true) noexcept;
