@@ -30,7 +30,11 @@ namespace {
 void ServeOneException(LExceptionHandlerInstaller* self) {
     auto* pRequest = reinterpret_cast<mach_msg_header_t*>(self->arRequest);
     auto* pReply = reinterpret_cast<mach_msg_header_t*>(self->arReply);
-    if (mach_msg(pRequest, MACH_RCV_MSG | MACH_RCV_INTERRUPT, 0, kLMachExcRequestSize, self->nExceptionPort,
+    // The teardown may clear the port while a late-starting thread reads
+    // it (a short program can end before this thread first runs), hence
+    // the atomic access; a cleared port makes the receive fail at once.
+    const mach_port_t nPort = __atomic_load_n(&self->nExceptionPort, __ATOMIC_ACQUIRE);
+    if (mach_msg(pRequest, MACH_RCV_MSG | MACH_RCV_INTERRUPT, 0, kLMachExcRequestSize, nPort,
                  MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL) != MACH_MSG_SUCCESS) {
         return;
     }
@@ -44,10 +48,10 @@ void* LExceptionHandlerInstaller::LMachExceptionHandlerThread(void* pInstaller) 
     if (pInstaller == nullptr) return nullptr;
     auto* self = static_cast<LExceptionHandlerInstaller*>(pInstaller);
     ServeOneException(self);
-    // Nobody joins this thread, so it lets go of itself, unless the
-    // teardown has taken it over.
+    // From here the teardown leaves the thread alone: whoever wants its end
+    // may join it.
     int nRunning = kThreadRunning;
-    if (self->nThreadState.compare_exchange_strong(nRunning, kThreadEnded)) pthread_detach(pthread_self());
+    self->nThreadState.compare_exchange_strong(nRunning, kThreadEnded);
     return nullptr;
 }
 
@@ -55,13 +59,15 @@ LExceptionHandlerInstaller::~LExceptionHandlerInstaller() {
     const bool bPortGone = mach_port_deallocate(mach_task_self(), nExceptionPort) == KERN_SUCCESS;
     // A child made by fork() ends here too, without the thread (a fork
     // copies only the forking thread): its handle names nothing there.
+    // Only a thread still waiting for its exception is stopped here; one
+    // that has served it has ended and may have been joined already.
     int nRunning = kThreadRunning;
-    if (bThreadStarted && nThreadProcess == getpid() &&
+    if (bPortGone && bThreadStarted && nThreadProcess == getpid() &&
         nThreadState.compare_exchange_strong(nRunning, kThreadTornDown)) {
-        if (bPortGone) pthread_cancel(hThread);
+        pthread_cancel(hThread);
         // Nobody joins it: this runs while the process ends, and waiting
         // there for a thread in a message wait is worth nothing.
         pthread_detach(hThread);
     }
-    if (bPortGone) nExceptionPort = MACH_PORT_NULL;
+    if (bPortGone) __atomic_store_n(&nExceptionPort, MACH_PORT_NULL, __ATOMIC_RELEASE);
 }

@@ -59,10 +59,10 @@ public:
     pthread_t hThread{};                               // the handler thread (valid once started)
     bool bThreadStarted = false;                        // whether hThread names a thread
     pid_t nThreadProcess = 0;                           // the process that started it (a forked child has no such thread)
-    // Who lets go of the thread: kThreadRunning until the thread ends
-    // (kThreadEnded: it detached itself) or the teardown comes first
-    // (kThreadTornDown: the teardown cancels and detaches it). Whoever
-    // changes it from kThreadRunning does the detaching, so it happens once.
+    // kThreadRunning until the thread has served its exception
+    // (kThreadEnded: it stays joinable) or the teardown stops it first
+    // (kThreadTornDown: cancelled and detached, so its end leaves nothing
+    // behind). Changed once, by whichever comes first.
     enum : int { kThreadRunning, kThreadEnded, kThreadTornDown };
     std::atomic<int> nThreadState{kThreadRunning};
 };

@@ -138,6 +138,12 @@ void Connection::io_command(uint32_t command) noexcept {
     case kResumeReading:
       if (reading_paused_) {
         reading_paused_ = false;
+        // Frames read before the pause come first; the socket may have
+        // nothing more to announce them with.
+        if (!parse_frames()) {
+          drop_link(true);
+          break;
+        }
         update_interest();
       }
       break;

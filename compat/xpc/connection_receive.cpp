@@ -131,6 +131,12 @@ bool Connection::parse_frames() noexcept {
     if (fd_ < 0) {
       return true;
     }
+    if (reading_paused_) {
+      // The backlog is full: the frames already read wait here (with
+      // their descriptors) until it drains, so it grows by one message at
+      // most, however many frames one read brought.
+      return true;
+    }
   }
   if (receive_start_ == receive_end_) {
     receive_start_ = receive_end_ = 0;
