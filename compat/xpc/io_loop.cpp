@@ -223,14 +223,15 @@ bool IoLoop::lead() noexcept {
   std::vector<Command> due;
   auto spin_until = std::chrono::steady_clock::time_point::min();
   bool nap_due = false;
+  // Whether the last time the loop blocked, work came back within
+  // kBurstGap: work is coming in bursts.
+  bool bursty = false;
   // Decides whether to spin after a round of work (see the header).
   auto after_activity = [&](bool always) {
-    const auto now = std::chrono::steady_clock::now();
-    if (always || answer_expected_ || now - last_activity_ < kBurstGap) {
-      spin_until = now + kSpin;
+    if (always || answer_expected_ || bursty) {
+      spin_until = std::chrono::steady_clock::now() + kSpin;
     }
     answer_expected_ = false;
-    last_activity_ = now;
   };
   for (;;) {
     due.clear();
@@ -277,8 +278,12 @@ bool IoLoop::lead() noexcept {
         timeout = timeout < 0 ? nap : std::min(timeout, nap);
       }
     }
+    const auto slept_at = std::chrono::steady_clock::now();
     const int count = epoll_wait(epoll_fd_, events, kEvents, timeout);
     sleep_.store(kAwake, std::memory_order_seq_cst);
+    if (timeout != 0) {
+      bursty = std::chrono::steady_clock::now() - slept_at < kBurstGap;
+    }
     if (count < 0) {
       continue;  // EINTR
     }

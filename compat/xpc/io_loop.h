@@ -30,7 +30,8 @@
 // wake-up (this machine's wake-ups cost tens of microseconds): after a
 // command, after writing a request or reading a message that wants a
 // reply (the answer usually comes within that time; see keep_awake()),
-// and when work comes in bursts (less than kBurstGap after the previous).
+// and when work comes in bursts (the loop's last sleep ended within
+// kBurstGap).
 // Work that comes at the pace of an audio cycle (one-way sends every few
 // milliseconds) is not followed by spinning, which would only burn CPU.
 // When what senders queued ended with a message (its barrier, which
@@ -211,7 +212,6 @@ class IoLoop {
   std::vector<Deferred> deferred_;
   bool answer_expected_ = false;
   bool follow_up_expected_ = false;
-  std::chrono::steady_clock::time_point last_activity_{};
   // mutex_: threads running deferred work with the role given up.
   int in_deferred_ = 0;
 };
