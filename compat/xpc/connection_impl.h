@@ -86,9 +86,9 @@ class Connection final : public ConnectionBase {
 
  private:
   enum class Link : uint8_t { idle, connecting, connected, ended };
-  enum Command : uint32_t { kConnect, kRegister, kArmWrite, kClose, kResumeReading };
+  enum Command : uint32_t { kConnect, kRegister, kClose, kResumeReading };
   enum class Read { drained, more, paused, ended };
-  enum class Flush { idle, blocked, broken };
+  enum class Flush { idle, blocked };
   enum class Attempt { connected, retry, failed };
   struct PendingReply {
     xpc_handler_t handler;

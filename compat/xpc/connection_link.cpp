@@ -125,13 +125,6 @@ void Connection::io_command(uint32_t command) noexcept {
     case kRegister:
       update_interest();
       break;
-    case kArmWrite:
-      if (!write_blocked_) {
-        return;
-      }
-      write_armed_ = true;
-      update_interest();
-      break;
     case kClose:
       close_socket();
       break;

@@ -249,7 +249,10 @@ void Connection::advance() noexcept {
     return;
   }
   if (connected && !write_blocked_ && head_ != nullptr && flush() == Flush::blocked) {
-    io_command(kArmWrite);
+    // Full or failing socket: wait for it to drain (or read the end of
+    // the link).
+    write_armed_ = true;
+    update_interest();
   }
 }
 

@@ -26,10 +26,6 @@ IoLoop& IoLoop::shared() noexcept {
   return *loop;
 }
 
-bool IoLoop::on_loop_thread() const noexcept {
-  return tls_leading;
-}
-
 void IoLoop::set_leading(bool leading) noexcept {
   tls_leading = leading;
 }

@@ -123,8 +123,6 @@ class IoLoop {
   // it cannot be queued; the caller then runs it some other way.
   bool defer(DeferredWork work, void* context) noexcept;
 
-  // True on the thread holding the loop role, outside deferred work.
-  bool on_loop_thread() const noexcept;
   // Loop role only: an answer is expected soon (a request was written, or
   // a message that wants a reply was read), so the loop spins for kSpin
   // after this round instead of sleeping at once.
