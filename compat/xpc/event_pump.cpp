@@ -19,6 +19,9 @@ EventPump::~EventPump() {
   if (handler_ != nullptr) {
     Block_release(handler_);
   }
+  if (handler_retired_ != nullptr) {
+    Block_release(handler_retired_);
+  }
   if (target_ != nullptr) {
     dispatch_release(target_);
   }
@@ -49,6 +52,11 @@ void EventPump::set_handler(xpc_handler_t handler) noexcept {
     } else {
       previous = handler_;
       handler_ = copy;
+      if (previous != nullptr && previous == handler_in_use_) {
+        // A drain is calling it: that drain lets go of it when it is done.
+        handler_retired_ = previous;
+        previous = nullptr;
+      }
     }
   }
   if (previous != nullptr) {
@@ -255,8 +263,12 @@ void EventPump::drain(unsigned batch) noexcept {
           drained = true;
         }
       }
-      if ((item.kind == Kind::event || item.kind == Kind::final) && handler_ != nullptr) {
-        handler = Block_copy(handler_);
+      if (item.kind == Kind::event || item.kind == Kind::final) {
+        // Kept alive by the pump, not by a copy of our own: its release is
+        // then ordered by mutex_ for every observer (the blocks runtime's
+        // own reference counts are invisible to the thread sanitizer).
+        handler = handler_;
+        handler_in_use_ = handler;
       }
     }
     if (drained) {
@@ -276,8 +288,17 @@ void EventPump::drain(unsigned batch) noexcept {
         reinterpret_cast<dispatch_block_t>(item.block)();
         break;
     }
-    if (handler != nullptr) {
-      Block_release(handler);
+    if (item.kind == Kind::event || item.kind == Kind::final) {
+      xpc_handler_t retired = nullptr;
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        handler_in_use_ = nullptr;
+        retired = handler_retired_;
+        handler_retired_ = nullptr;
+      }
+      if (retired != nullptr) {
+        Block_release(retired);
+      }
     }
     discard(item);
     if (item.kind == Kind::final) {

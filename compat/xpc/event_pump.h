@@ -116,6 +116,10 @@ class EventPump {
   std::mutex mutex_;
   std::deque<Item> items_;
   xpc_handler_t handler_ = nullptr;
+  // The handler a drain is calling right now, and a replaced one that the
+  // drain releases when its call returns (mutex_).
+  xpc_handler_t handler_in_use_ = nullptr;
+  xpc_handler_t handler_retired_ = nullptr;
   dispatch_queue_t target_ = nullptr;
   dispatch_queue_t own_queue_ = nullptr;
   std::size_t events_ = 0;
